@@ -1,0 +1,17 @@
+# 32-bit x86 build with SSE2 arithmetic on a 64-bit Debian host (gcc-multilib
+# and the :i386 -dev packages).
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR i686)
+set(CMAKE_C_COMPILER gcc)
+set(CMAKE_CXX_COMPILER g++)
+set(CMAKE_C_FLAGS_INIT "-m32 -msse2 -mfpmath=sse")
+set(CMAKE_CXX_FLAGS_INIT "-m32 -msse2 -mfpmath=sse")
+set(CMAKE_ASM_FLAGS_INIT "-m32")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-m32")
+set(CMAKE_LIBRARY_ARCHITECTURE i386-linux-gnu)
+set(CMAKE_FIND_ROOT_PATH /usr/lib/i386-linux-gnu)
+set(FIND_LIBRARY_USE_LIB64_PATHS OFF)
+set(CMAKE_IGNORE_PATH /usr/lib/x86_64-linux-gnu)
+set(NEX_M32 ON CACHE BOOL "32-bit build" FORCE)
