@@ -26,6 +26,7 @@ struct RoundingTraits {
 
   static T c() { return from_bits<T>(S::kRoundConst); }
   static B abs_bits(T x) { return to_bits(x) & S::kAbs; }
+  // |mag| with the sign of x (mag's own sign bit is expected clear).
   static T with_sign(T mag, T x) { return from_bits<T>(to_bits(mag) | (to_bits(x) & S::kSign)); }
   static bool not_finite(T x) { return (to_bits(x) & S::kExpMask) == S::kExpMask; }
   static bool integral_already(T x) { return abs_bits(x) >= S::kRoundConst; }
@@ -45,7 +46,9 @@ struct AddSubRound {
   static void packed(const V* in, V* out) {
     const V sign = R::sign(in[0]);
     const V c = S::or_(S::bits(S::kRoundConst), sign);
-    out[0] = S::or_(S::sub(S::add(in[0], c), c), sign);
+    // The magnitude is taken before the sign goes back: rounding down, C - C
+    // is -0, which must not leak into Floor(+0.5) or Floor(+0).
+    out[0] = S::or_(R::abs(S::sub(S::add(in[0], c), c)), sign);
   }
   static int scalar(const T* in, T* out) {
     const T x = in[0];
@@ -55,7 +58,7 @@ struct AddSubRound {
       out[0] = x;
     } else {
       const T c = R::with_sign(R::c(), x);
-      out[0] = R::with_sign((x + c) - c, x);
+      out[0] = R::with_sign(from_bits<T>(R::abs_bits((x + c) - c)), x);
     }
     return 0;
   }

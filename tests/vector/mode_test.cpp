@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <latch>
 #include <thread>
 
 #include "nex_vtm.h"
@@ -150,10 +151,12 @@ TEST(ThreadState, ManyThreadsGetTheirOwnBlocks) {
   constexpr int kThreads = 16;
   VtmThreadState* seen[kThreads];
   std::thread threads[kThreads];
+  std::latch all_alive(kThreads);  // no block is freed before all are seen
   for (int i = 0; i < kThreads; ++i) {
-    threads[i] = std::thread([i, &seen] {
+    threads[i] = std::thread([i, &seen, &all_alive] {
       _vtmSetMode(static_cast<uint32_t>(1 + i % 3));
       seen[i] = nex::vtm::GetThreadState();
+      all_alive.arrive_and_wait();
       EXPECT_EQ(_vtmGetMode() & 0xF, static_cast<uint32_t>(1 + i % 3));
     });
   }
