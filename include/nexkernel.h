@@ -1,0 +1,8 @@
+/* nexkernel: every public header of the library. */
+#ifndef NEXKERNEL_H
+#define NEXKERNEL_H
+
+#include "nex_api.h"
+#include "nex_vtm.h"
+
+#endif /* NEXKERNEL_H */
