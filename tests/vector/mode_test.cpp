@@ -2,6 +2,7 @@
 // rules, table indices and thread independence.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -55,7 +56,13 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{"vtm_LA", kNone}, ParseCase{"VTM_la", kNone},
                       ParseCase{"VTM_", kNone}, ParseCase{"VTM_XX", kNone},
                       ParseCase{"VTM_LAX", kNone}, ParseCase{"VTM_EP,VTM_BAD", kNone},
-                      ParseCase{",VTM_LA", kNone}, ParseCase{"VTM_LA,,VTM_HA", kNone}));
+                      ParseCase{",VTM_LA", kNone}, ParseCase{"VTM_LA,,VTM_HA", kNone}),
+    [](const ::testing::TestParamInfo<ParseCase>& info) {
+      std::string name = std::to_string(info.index) + "_";
+      for (const char* p = info.param.text; *p; ++p)
+        name += std::isalnum(static_cast<unsigned char>(*p)) ? *p : '_';
+      return name;
+    });
 
 TEST(ParseTest, KeywordsMustEndBeforeTheBufferLimit) {
   // A keyword is tried only if it ends below position 256.
