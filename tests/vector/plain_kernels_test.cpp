@@ -288,6 +288,16 @@ TEST(PlainKernelSpecials, AbsQuietsSignalingNanAndKeepsItsSign) {
   EXPECT_TRUE(nex::test::ReadMxcsr() & 0x1);         // invalid raised
 }
 
+TEST(PlainKernelSpecials, CopySignKeepsASignalingNanSignaling) {
+  const uint32_t snan = 0x7FA00001u;
+  float a[1], b[1] = {-1.0f}, r[1];
+  std::memcpy(a, &snan, 4);
+  _vtmsCopySign(1, a, b, r);
+  uint32_t got;
+  std::memcpy(&got, r, 4);
+  EXPECT_EQ(got, snan | 0x80000000u);
+}
+
 TEST(PlainKernelSpecials, RoundingTiesAndSignedZeros) {
   float a[4] = {-0.5f, 2.5f, -2.5f, -0.0f}, r[4];
   _vtmsCeil(4, a, r);
