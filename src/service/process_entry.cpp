@@ -7,15 +7,21 @@
 // loaded objects, while at dlclose it runs only after this object's own
 // destructors (the C runtime's finaliser stands first in .fini_array and so
 // runs last).
-#include <cstdlib>
+#include <atomic>
 
 #include "vector_frame/thread_state.hpp"
 
+// Registered with this object's own handle, so that dlclose removes (and
+// runs) it; a plain atexit may be registered without the handle and would
+// then run after the object is gone.
+extern "C" int __cxa_atexit(void (*fn)(void*), void* arg, void* dso_handle);
+extern "C" void* __dso_handle;
+
 namespace {
 
-volatile bool g_process_terminating = false;
+std::atomic<bool> g_process_terminating{false};
 
-void MarkTerminating() { g_process_terminating = true; }
+void MarkTerminating(void*) { g_process_terminating.store(true); }
 
 __attribute__((constructor)) void LibraryAttach() {
   if (!nex::vtm::ProcessAttach()) {
@@ -23,9 +29,9 @@ __attribute__((constructor)) void LibraryAttach() {
     // stays unmade and is made (or fails fatally) on first use.
     return;
   }
-  std::atexit(MarkTerminating);
+  __cxa_atexit(MarkTerminating, nullptr, &__dso_handle);
 }
 
-__attribute__((destructor)) void LibraryDetach() { nex::vtm::ProcessDetach(g_process_terminating); }
+__attribute__((destructor)) void LibraryDetach() { nex::vtm::ProcessDetach(g_process_terminating.load()); }
 
 }  // namespace

@@ -6,6 +6,7 @@
 // its block with one slot read and a test.
 #include "vector_frame/thread_state.hpp"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
@@ -23,8 +24,10 @@ constexpr uint32_t kDefaultMode = VTM_DEFAULT_MODE;
 constexpr uint64_t kNoSetting = ~uint64_t{0};
 constexpr int kMessageNoState = 760;
 
-pf::SlotIndex g_tls_index = pf::kNoSlot;
-pf::Heap* g_state_heap = nullptr;
+// Read without a lock on every call, written once under a lock: atomics, so
+// that the unlocked read is well defined (a plain load on x86).
+std::atomic<pf::SlotIndex> g_tls_index{pf::kNoSlot};
+std::atomic<pf::Heap*> g_state_heap{nullptr};
 volatile int g_tls_lock = 0;
 volatile int g_heap_lock = 0;
 
@@ -68,18 +71,31 @@ static_assert(sizeof(kKeywords) / sizeof(kKeywords[0]) == 18);
 
 constexpr int kSettingBuffer = 256;
 
+pf::SlotIndex TlsIndex() { return g_tls_index.load(std::memory_order_acquire); }
+pf::Heap* StateHeap() { return g_state_heap.load(std::memory_order_acquire); }
+
 void OnThreadExit(void* block) {
   // The key's destructor has already cleared the slot; free the block.
-  pf::heap_free(g_state_heap, block);
+  pf::heap_free(StateHeap(), block);
 }
 
 bool EnsureHeap() {
-  if (g_state_heap == nullptr) {
+  if (StateHeap() == nullptr) {
     nex_serv_lock(&g_heap_lock);
-    if (g_state_heap == nullptr) g_state_heap = pf::heap_create(sizeof(VtmThreadState));
+    if (StateHeap() == nullptr) {
+      g_state_heap.store(pf::heap_create(sizeof(VtmThreadState)), std::memory_order_release);
+    }
     nex_serv_unlock(&g_heap_lock);
   }
-  return g_state_heap != nullptr;
+  return StateHeap() != nullptr;
+}
+
+// Allocates the slot once; returns it (kNoSlot when that failed).
+pf::SlotIndex EnsureSlot() {
+  nex_serv_lock(&g_tls_lock);
+  if (TlsIndex() == pf::kNoSlot) g_tls_index.store(pf::slot_alloc(OnThreadExit), std::memory_order_release);
+  nex_serv_unlock(&g_tls_lock);
+  return TlsIndex();
 }
 
 // Makes the calling thread's block and stores it in the slot. The heap hands
@@ -87,10 +103,11 @@ bool EnsureHeap() {
 // interf_input_vector is left as the heap gave it.
 VtmThreadState* MakeBlock() {
   if (!EnsureHeap()) return nullptr;
-  auto* block = static_cast<VtmThreadState*>(pf::heap_alloc(g_state_heap, sizeof(VtmThreadState)));
+  auto* block = static_cast<VtmThreadState*>(pf::heap_alloc(StateHeap(), sizeof(VtmThreadState)));
   if (block == nullptr) return nullptr;
-  if (g_tls_index == pf::kNoSlot || !pf::slot_set(g_tls_index, block)) {
-    pf::heap_free(g_state_heap, block);
+  const pf::SlotIndex index = TlsIndex();
+  if (index == pf::kNoSlot || !pf::slot_set(index, block)) {
+    pf::heap_free(StateHeap(), block);
     return nullptr;
   }
   block->mode = 0;
@@ -106,19 +123,17 @@ void ReportNoState() { nex_serv_print(1, kMessageNoState, 0); }
 }  // namespace
 
 VtmThreadState* GetThreadState() {
-  if (g_tls_index != pf::kNoSlot) {
-    auto* block = static_cast<VtmThreadState*>(pf::slot_get(g_tls_index));
+  const pf::SlotIndex index = TlsIndex();
+  if (index != pf::kNoSlot) {
+    auto* block = static_cast<VtmThreadState*>(pf::slot_get(index));
     if (block != nullptr) return block;
-  } else {
-    nex_serv_lock(&g_tls_lock);
-    if (g_tls_index == pf::kNoSlot) g_tls_index = pf::slot_alloc(OnThreadExit);
-    nex_serv_unlock(&g_tls_lock);
-    if (g_tls_index == pf::kNoSlot) ReportNoState();
+  } else if (EnsureSlot() == pf::kNoSlot) {
+    ReportNoState();
   }
   // First attempt: failures are reported and not fatal here.
   if (MakeBlock() == nullptr) ReportNoState();
-  if (g_tls_index != pf::kNoSlot) {
-    auto* block = static_cast<VtmThreadState*>(pf::slot_get(g_tls_index));
+  if (TlsIndex() != pf::kNoSlot) {
+    auto* block = static_cast<VtmThreadState*>(pf::slot_get(TlsIndex()));
     if (block != nullptr) return block;
   }
   // Second attempt: a thread without a block cannot run the vector math.
@@ -192,14 +207,9 @@ uint32_t SetMode(uint32_t mode) {
 }
 
 bool ProcessAttach() {
-  nex_serv_lock(&g_tls_lock);
-  if (g_tls_index != pf::kNoSlot) {
-    nex_serv_unlock(&g_tls_lock);
-    return true;
-  }
-  g_tls_index = pf::slot_alloc(OnThreadExit);
-  nex_serv_unlock(&g_tls_lock);
-  if (g_tls_index == pf::kNoSlot || MakeBlock() == nullptr) {
+  // An index made already (by an earlier attach) means there is nothing to do.
+  if (TlsIndex() != pf::kNoSlot) return true;
+  if (EnsureSlot() == pf::kNoSlot || MakeBlock() == nullptr) {
     ReportNoState();
     return false;
   }
@@ -207,10 +217,11 @@ bool ProcessAttach() {
 }
 
 void ThreadDetach() {
-  if (g_tls_index == pf::kNoSlot) return;
-  void* block = pf::slot_get(g_tls_index);
-  if (block != nullptr) pf::heap_free(g_state_heap, block);
-  pf::slot_set(g_tls_index, nullptr);
+  const pf::SlotIndex index = TlsIndex();
+  if (index == pf::kNoSlot) return;
+  void* block = pf::slot_get(index);
+  if (block != nullptr) pf::heap_free(StateHeap(), block);
+  pf::slot_set(index, nullptr);
 }
 
 void ProcessDetach(bool terminating) {
@@ -218,12 +229,9 @@ void ProcessDetach(bool terminating) {
   // everything in place then.
   if (terminating) return;
   ThreadDetach();
-  pf::SlotIndex old_index = g_tls_index;
-  g_tls_index = pf::kNoSlot;
+  const pf::SlotIndex old_index = g_tls_index.exchange(pf::kNoSlot);
   if (old_index != pf::kNoSlot) pf::slot_free(old_index);
-  pf::Heap* old_heap = g_state_heap;
-  g_state_heap = nullptr;
-  pf::heap_destroy(old_heap);
+  pf::heap_destroy(g_state_heap.exchange(nullptr));
 }
 
 }  // namespace nex::vtm
