@@ -9,7 +9,11 @@ have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok ins
 
 host=(build-essential cmake g++-multilib libgtest-dev libbenchmark-dev libmpfr-dev libgmp-dev
       libopenblas-dev libgsl-dev libsleef-dev binutils)
-i386=(libgtest-dev:i386 libmpfr-dev:i386 libgmp-dev:i386 libopenblas-dev:i386 libgsl-dev:i386)
+# libgsl-dev exists for one architecture at a time: the 32-bit build takes the
+# (architecture-independent) headers from the host package and links the
+# i386 run-time libraries by their versioned names.
+i386=(libgtest-dev:i386 libmpfr-dev:i386 libgmp-dev:i386 libopenblas-dev:i386 libgsl27:i386
+      libgslcblas0:i386)
 
 for p in "${host[@]}"; do have "$p" || need+=("$p"); done
 if [ "${NEX_SKIP_M32:-0}" != 1 ]; then
