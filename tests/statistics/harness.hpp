@@ -2,6 +2,10 @@
 // a data set in either layout.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
 #include <vector>
 
 #include "nex_stats.h"
@@ -90,5 +94,85 @@ struct Block {
   }
   const T* weights() const { return w.empty() ? nullptr : w.data(); }
 };
+
+template <class T>
+struct Checker {
+  const Reference& r;
+  long double tol;
+  int failures = 0;
+  long double scale(int64_t i) const { return std::fabs(r.mean[i]) + std::sqrt(r.central2(i)); }
+  void near(T got, long double want, long double s, const std::string& what) {
+    const long double err = std::fabs(static_cast<long double>(got) - want);
+    if (!(err <= tol * s)) {
+      if (++failures <= 10)
+        ADD_FAILURE() << what << ": got " << static_cast<double>(got) << " want "
+                      << static_cast<double>(want) << " (error/scale "
+                      << static_cast<double>(err / s) << ")";
+    }
+  }
+  // Every vector and matrix estimate of `o`, assumed in full storage.
+  void all(const Outputs<T>& o, bool sums = true) {
+    const int64_t p = r.p;
+    for (int64_t i = 0; i < p; ++i) {
+      const long double s = scale(i), sd = std::sqrt(r.central2(i)), W = r.W;
+      const std::string v = "[" + std::to_string(i) + "]";
+      near(o.mean[i], r.mean[i], s, "mean" + v);
+      near(o.raw2[i], r.raw2[i], s * s, "raw2" + v);
+      near(o.raw3[i], r.raw3[i], s * s * s, "raw3" + v);
+      near(o.raw4[i], r.raw4[i], s * s * s * s, "raw4" + v);
+      near(o.c2[i], r.central2(i), s * s, "central2" + v);
+      near(o.c3[i], r.central3(i), s * s * s, "central3" + v);
+      near(o.c4[i], r.central4(i), s * s * s * s, "central4" + v);
+      near(o.kurt[i], r.kurtosis(i), std::pow(s / sd, 4), "kurtosis" + v);
+      near(o.skew[i], r.skewness(i), std::pow(s / sd, 3), "skewness" + v);
+      near(o.var[i], r.variation(i), s / std::fabs(r.mean[i]), "variation" + v);
+      if (sums) {
+        near(o.sum[i], r.mean[i] * W, s * W, "sum" + v);
+        near(o.raw2s[i], r.raw2[i] * W, s * s * W, "raw2_sum" + v);
+        near(o.raw3s[i], r.raw3[i] * W, s * s * s * W, "raw3_sum" + v);
+        near(o.raw4s[i], r.raw4[i] * W, s * s * s * s * W, "raw4_sum" + v);
+        near(o.c2s[i], r.c2s[i], s * s * W, "central2_sum" + v);
+        near(o.c3s[i], r.c3s[i], s * s * s * W, "central3_sum" + v);
+        near(o.c4s[i], r.c4s[i], s * s * s * s * W, "central4_sum" + v);
+      }
+      for (int64_t k = 0; k < p; ++k) {
+        const std::string e = "[" + std::to_string(i) + "," + std::to_string(k) + "]";
+        const long double sik = s * scale(k);
+        near(o.cov[i * p + k], r.cov(i, k), sik, "cov" + e);
+        near(o.cor[i * p + k], r.cor(i, k), i == k ? sik : sik / (sd * std::sqrt(r.central2(k))),
+             "cor" + e);
+        if (sums) near(o.cp[i * p + k], r.cp[i * p + k], sik * W, "cp" + e);
+      }
+    }
+    EXPECT_NEAR(static_cast<double>(o.accum[0]), static_cast<double>(r.W),
+                static_cast<double>(tol * r.W));
+    EXPECT_NEAR(static_cast<double>(o.accum[1]), static_cast<double>(r.W2),
+                static_cast<double>(tol * r.W2));
+  }
+};
+
+// Feeds the data set in `blocks` parts through one task and returns the
+// status of the first failing call.
+template <class T>
+inline int run_blocks(const Data& d, Outputs<T>& o, uint64_t method, bool cols, int blocks,
+                      const SSThreader* thr, uint64_t mask = kAllBasic) {
+  const int64_t cuts[4] = {0, blocks == 1 ? d.n : d.n / 5, blocks == 1 ? d.n : d.n / 2, d.n};
+  SSTask* t = nullptr;
+  int32_t p = int32_t(d.p);
+  int status = new_task<T>(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0);
+  if (status) return status;
+  o.attach(t);
+  for (int b = 0; b < 3 && status == 0; ++b) {
+    if (cuts[b + 1] == cuts[b]) continue;
+    Block<T> blk(d, cuts[b], cuts[b + 1] - cuts[b], cols);
+    __vrsiSSEditTask(t, VRS_SS_PARAM_N, &blk.n);
+    __vrsiSSEditTask(t, VRS_SS_PARAM_X_STORAGE, &blk.storage);
+    __vrsdSSEditTask(t, VRS_SS_PARAM_X, blk.x.data());
+    t->weights = const_cast<T*>(blk.weights());
+    status = basic<T>(t, mask, method, thr);
+  }
+  __vrsSSDeleteTask(&t);
+  return status;
+}
 
 }  // namespace stats_test
