@@ -84,28 +84,94 @@ inline Coefficients<T> one_pass_coefficients(T W, T w) {
   return k;
 }
 
-// Online update of variable i; returns the deviation from the old mean.
+// The running quantities of one variable: mean, raw moments 2..4, central
+// sums 2..4.
+template <class T>
+struct Moments {
+  T m, r2, r3, r4, c2, c3, c4;
+};
+
 template <int L, class T>
-inline T one_pass_update(const KernelArgs<T>& a, const Coefficients<T>& k, int64_t i, T x) {
-  T* const* acc = a.acc;
-  const T d = x - acc[0][i];
+inline Moments<T> load(T* const* acc, int64_t i) {
+  Moments<T> s{acc[0][i], 0, 0, 0, 0, 0, 0};
+  if constexpr (L >= 1) s.c2 = acc[4][i];
+  if constexpr (L >= 2) s.r2 = acc[1][i];
+  if constexpr (L == 3) s = Moments<T>{s.m, s.r2, acc[2][i], acc[3][i], s.c2, acc[5][i], acc[6][i]};
+  return s;
+}
+
+template <int L, class T>
+inline void store(T* const* acc, int64_t i, const Moments<T>& s) {
+  acc[0][i] = s.m;
+  if constexpr (L >= 1) acc[4][i] = s.c2;
+  if constexpr (L >= 2) acc[1][i] = s.r2;
+  if constexpr (L == 3) {
+    acc[2][i] = s.r3;
+    acc[3][i] = s.r4;
+    acc[5][i] = s.c3;
+    acc[6][i] = s.c4;
+  }
+}
+
+// Online update of one variable; returns the deviation from the old mean.
+template <int L, class T>
+inline T one_pass_update(Moments<T>& s, const Coefficients<T>& k, T x) {
+  const T d = x - s.m;
   if constexpr (L == 3) {
     const T d2 = d * d;
-    const T m2 = acc[4][i], m3 = acc[5][i];
-    acc[6][i] += d2 * d2 * k.q4 + T(6) * d2 * m2 * k.a2 - T(4) * d * m3 * k.a;
-    acc[5][i] += d2 * d * k.q3 - T(3) * d * m2 * k.a;
+    const T m2 = s.c2, m3 = s.c3;
+    s.c4 += d2 * d2 * k.q4 + T(6) * d2 * m2 * k.a2 - T(4) * d * m3 * k.a;
+    s.c3 += d2 * d * k.q3 - T(3) * d * m2 * k.a;
   }
-  if constexpr (L >= 1) acc[4][i] += d * d * k.g;
-  acc[0][i] = k.b * acc[0][i] + k.a * x;
+  if constexpr (L >= 1) s.c2 += d * d * k.g;
+  s.m = k.b * s.m + k.a * x;
   if constexpr (L >= 2) {
     const T x2 = x * x;
-    acc[1][i] = k.b * acc[1][i] + k.a * x2;
+    s.r2 = k.b * s.r2 + k.a * x2;
     if constexpr (L == 3) {
-      acc[2][i] = k.b * acc[2][i] + k.a * (x2 * x);
-      acc[3][i] = k.b * acc[3][i] + k.a * (x2 * x2);
+      s.r3 = k.b * s.r3 + k.a * (x2 * x);
+      s.r4 = k.b * s.r4 + k.a * (x2 * x2);
     }
   }
   return d;
+}
+
+// Rows layout without a matrix: the variables are independent and each one
+// is contiguous. The coefficients depend only on the weights, so they are
+// formed once per chunk of observations and replayed for every variable;
+// four variables run side by side to overlap their dependency chains. The
+// arithmetic per variable is exactly that of the observation-major order.
+template <class T, int L, bool Weighted>
+void one_pass_rows(const KernelArgs<T>& a, int64_t j0, T& W, T& W2) {
+  constexpr int64_t kChunk = 256, kGroup = 4;
+  Coefficients<T> k[kChunk];
+  for (int64_t jb = j0; jb < a.r1; jb += kChunk) {
+    const int64_t len = a.r1 - jb < kChunk ? a.r1 - jb : kChunk;
+    for (int64_t j = 0; j < len; ++j) {
+      const T w = weight<Weighted>(a, jb + j);
+      k[j] = one_pass_coefficients<L>(W, w);
+      W += w;
+      W2 += w * w;
+    }
+    int64_t i = a.c0;
+    for (; i + kGroup <= a.c1; i += kGroup) {
+      Moments<T> s[kGroup];
+      const T* x[kGroup];
+      for (int64_t g = 0; g < kGroup; ++g) {
+        s[g] = load<L>(a.acc, i + g);
+        x[g] = a.x + (i + g) * a.n + jb;
+      }
+      for (int64_t j = 0; j < len; ++j)
+        for (int64_t g = 0; g < kGroup; ++g) one_pass_update<L>(s[g], k[j], x[g][j]);
+      for (int64_t g = 0; g < kGroup; ++g) store<L>(a.acc, i + g, s[g]);
+    }
+    for (; i < a.c1; ++i) {
+      Moments<T> s = load<L>(a.acc, i);
+      const T* x = a.x + i * a.n + jb;
+      for (int64_t j = 0; j < len; ++j) one_pass_update<L>(s, k[j], x[j]);
+      store<L>(a.acc, i, s);
+    }
+  }
 }
 
 template <class T, int L, bool Matrix, bool Weighted, bool Cols>
@@ -114,27 +180,15 @@ void one_pass_kernel(const KernelArgs<T>& a) {
   if (j0 >= a.r1) return;
   T W = a.sc[0], W2 = a.sc[1];
   if constexpr (!Matrix && !Cols) {
-    // Variables are independent without a matrix: run each one through the
-    // whole range (contiguous in this layout), replaying the same weights.
-    for (int64_t i = a.c0; i < a.c1; ++i) {
-      T Wi = W;
-      for (int64_t j = j0; j < a.r1; ++j) {
-        const T w = weight<Weighted>(a, j);
-        one_pass_update<L>(a, one_pass_coefficients<L>(Wi, w), i, a.x[i * a.n + j]);
-        Wi += w;
-      }
-    }
-    for (int64_t j = j0; j < a.r1; ++j) {
-      const T w = weight<Weighted>(a, j);
-      W += w;
-      W2 += w * w;
-    }
+    one_pass_rows<T, L, Weighted>(a, j0, W, W2);
   } else {
     for (int64_t j = j0; j < a.r1; ++j) {
       const T w = weight<Weighted>(a, j);
       const auto k = one_pass_coefficients<L>(W, w);
       for (int64_t i = a.c0; i < a.c1; ++i) {
-        const T d = one_pass_update<L>(a, k, i, at<Cols>(a, i, j));
+        Moments<T> s = load<L>(a.acc, i);
+        const T d = one_pass_update<L>(s, k, at<Cols>(a, i, j));
+        store<L>(a.acc, i, s);
         if constexpr (Matrix) a.d[i] = d;
       }
       if constexpr (Matrix) {

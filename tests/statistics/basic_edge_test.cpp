@@ -283,7 +283,6 @@ TEST(BasicWeights, AllZeroWeightsChangeNothingAndClearMatrices) {
 TEST(BasicWeights, LeadingZerosSkippedNaNPoisons) {
   Data d = make_data(2, 40, true, 3);
   d.w[0] = d.w[1] = 0.0;
-  for (auto& v : d.obs) v = v;                         // keep
   d.obs[0] = std::numeric_limits<double>::infinity();  // under a zero weight: never read
   Data kept = d;
   kept.n = 38;
