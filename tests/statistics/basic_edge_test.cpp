@@ -462,3 +462,42 @@ TEST(Threaders, EveryItemAndRegionBodyOnce) {
 }
 
 }  // namespace
+
+namespace {
+
+// Under the user mean the next block undoes the previous block's rank-one
+// term with the mean kept on the task: a first block fed with a wrong mean
+// and a second with the mean of the union give the covariance of the union.
+TEST(BasicUserMean, LaterBlockCorrectsEarlierMean) {
+  for (auto [p, n] : {std::pair{3, 8000}, std::pair{40, 200}}) {
+    const Data d = make_data(p, n, false, 17);
+    const Reference r = reference(d);
+    for (int threads : {1, 2}) {
+      Outputs<double> o(p);
+      SSTask* t = nullptr;
+      int32_t pi = p;
+      ASSERT_EQ(__vrsdSSNewTask(&t, &pi, nullptr, nullptr, nullptr, nullptr, nullptr, 0), 0);
+      o.attach(t);
+      __vrsSSThreaderParallelSetMax(threads);
+      for (int b = 0; b < 2; ++b) {
+        for (int i = 0; i < p; ++i) o.mean[i] = b == 0 ? 10.0 + i : double(r.mean[i]);
+        Block<double> blk(d, b * n / 2, n / 2, b == 1);
+        t->n = &blk.n;
+        t->x_storage = &blk.storage;
+        t->x = blk.x.data();
+        ASSERT_EQ(call(t, VRS_SS_EST_COV | VRS_SS_EST_CP, VRS_SS_METHOD_USER_MEAN,
+                       __vrsSSThreaderParallel()),
+                  0);
+      }
+      __vrsSSDeleteTask(&t);
+      Checker<double> c{r, 1e-11};
+      for (int i = 0; i < p; ++i)
+        for (int k = 0; k < p; ++k) {
+          c.near(o.cov[i * p + k], r.cov(i, k), c.scale(i) * c.scale(k), "cov");
+          c.near(o.cp[i * p + k], r.cp[i * p + k], c.scale(i) * c.scale(k) * r.W, "cp");
+        }
+    }
+  }
+}
+
+}  // namespace
