@@ -451,10 +451,10 @@ TEST(Threaders, EveryItemAndRegionBodyOnce) {
     std::memset(hits, 0, sizeof hits);
     thr->parallel_region(3, nullptr, [](int t, int zero, int threads, void*) {
       hits[t] += 1 + zero;
-      hits[10] = threads;
+      hits[10 + t] = threads;
     });
     EXPECT_EQ(hits[0] + hits[1] + hits[2], 3);
-    EXPECT_EQ(hits[10], 3);
+    EXPECT_EQ(hits[10] + hits[11] + hits[12], 9);
   }
   EXPECT_EQ(__vrsSSThreaderSerial()->max_threads(), 1);
   EXPECT_EQ(__vrsSSThreaderParallelSetMax(0), 3);
