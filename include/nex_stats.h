@@ -392,42 +392,38 @@ NEX_API int __vrsiSSEditTask(SSTask* task, int64_t param, const void* value);
 
 /* Typed editors: a null argument leaves its field as it is. The d and s
  * names are one function each pair (they only store pointers). */
-#define NEX_SS_TYPED_EDITORS(X)                                                         \
-  X(EditMoments, (SSTask * task, const void* mean, const void* raw2, const void* raw3,     \
-                  const void* raw4, const void* central2, const void* central3,            \
-                  const void* central4))                                                   \
-  X(EditSums, (SSTask * task, const void* sum, const void* raw2_sum, const void* raw3_sum, \
-               const void* raw4_sum, const void* central2_sum, const void* central3_sum,   \
-               const void* central4_sum))                                                  \
-  X(EditCovCor, (SSTask * task, const void* mean, const void* cov, const void* cov_storage, \
-                 const void* cor, const void* cor_storage))                                \
-  X(EditCP, (SSTask * task, const void* mean, const void* sum, const void* cp,             \
-             const void* cp_storage))                                                      \
-  X(EditPartialCovCor,                                                                     \
-    (SSTask * task, const void* partial_indices, const void* cov, const void* cov_storage, \
-     const void* cor, const void* cor_storage, const void* partial_cov,                    \
-     const void* partial_cov_storage, const void* partial_cor,                             \
-     const void* partial_cor_storage))                                                     \
-  X(EditQuantiles, (SSTask * task, const void* quant_order_n, const void* quant_order,     \
-                    const void* quant, const void* order_stats,                            \
-                    const void* order_stats_storage))                                      \
-  X(EditStreamQuantiles,                                                                   \
-    (SSTask * task, const void* stream_order_n, const void* stream_order,                  \
-     const void* stream_quant, const void* stream_param_n, const void* stream_params))     \
-  X(EditPooledCovariance,                                                                  \
-    (SSTask * task, const void* group_indices, const void* pooled_mean,                    \
-     const void* pooled_cov, const void* group_cov_indices, const void* group_means,       \
-     const void* group_cov))                                                               \
-  X(EditRCov, (SSTask * task, const void* robust_storage, const void* robust_param_n,      \
-               const void* robust_params, const void* robust_mean, const void* robust_cov)) \
-  X(EditOutDetect, (SSTask * task, const void* outlier_param_n,                            \
-                    const void* outlier_params, const void* outlier_weights))              \
-  X(EditMissingVals,                                                                       \
-    (SSTask * task, const void* missing_param_n, const void* missing_params,               \
-     const void* init_n, const void* init, const void* prior_n, const void* prior,         \
-     const void* simul_n, const void* simul, const void* estimates_n,                      \
-     const void* estimates))                                                               \
-  X(EditMtxParametrz, (SSTask * task, const void* cor, const void* cor_storage,            \
+#define NEX_SS_TYPED_EDITORS(X)                                                                   \
+  X(EditMoments,                                                                                  \
+    (SSTask * task, const void* mean, const void* raw2, const void* raw3, const void* raw4,       \
+     const void* central2, const void* central3, const void* central4))                           \
+  X(EditSums, (SSTask * task, const void* sum, const void* raw2_sum, const void* raw3_sum,        \
+               const void* raw4_sum, const void* central2_sum, const void* central3_sum,          \
+               const void* central4_sum))                                                         \
+  X(EditCovCor, (SSTask * task, const void* mean, const void* cov, const void* cov_storage,       \
+                 const void* cor, const void* cor_storage))                                       \
+  X(EditCP,                                                                                       \
+    (SSTask * task, const void* mean, const void* sum, const void* cp, const void* cp_storage))   \
+  X(EditPartialCovCor,                                                                            \
+    (SSTask * task, const void* partial_indices, const void* cov, const void* cov_storage,        \
+     const void* cor, const void* cor_storage, const void* partial_cov,                           \
+     const void* partial_cov_storage, const void* partial_cor, const void* partial_cor_storage))  \
+  X(EditQuantiles, (SSTask * task, const void* quant_order_n, const void* quant_order,            \
+                    const void* quant, const void* order_stats, const void* order_stats_storage)) \
+  X(EditStreamQuantiles,                                                                          \
+    (SSTask * task, const void* stream_order_n, const void* stream_order,                         \
+     const void* stream_quant, const void* stream_param_n, const void* stream_params))            \
+  X(EditPooledCovariance,                                                                         \
+    (SSTask * task, const void* group_indices, const void* pooled_mean, const void* pooled_cov,   \
+     const void* group_cov_indices, const void* group_means, const void* group_cov))              \
+  X(EditRCov, (SSTask * task, const void* robust_storage, const void* robust_param_n,             \
+               const void* robust_params, const void* robust_mean, const void* robust_cov))       \
+  X(EditOutDetect, (SSTask * task, const void* outlier_param_n, const void* outlier_params,       \
+                    const void* outlier_weights))                                                 \
+  X(EditMissingVals,                                                                              \
+    (SSTask * task, const void* missing_param_n, const void* missing_params, const void* init_n,  \
+     const void* init, const void* prior_n, const void* prior, const void* simul_n,               \
+     const void* simul, const void* estimates_n, const void* estimates))                          \
+  X(EditMtxParametrz, (SSTask * task, const void* cor, const void* cor_storage,                   \
                        const void* param_cor, const void* param_cor_storage))
 
 #define NEX_SS_DECLARE_EDITOR(name, args) \
@@ -439,10 +435,10 @@ NEX_SS_TYPED_EDITORS(NEX_SS_DECLARE_EDITOR)
 /* ---- Compute kernels --------------------------------------------------- */
 
 /* Estimate mask and method word are passed as low and high 32-bit halves. */
-NEX_API int vrsdSSBasic(SSTask* task, uint32_t mask_low, uint32_t mask_high,
-                        uint32_t method_low, uint32_t method_high, const SSThreader* threader);
-NEX_API int vrssSSBasic(SSTask* task, uint32_t mask_low, uint32_t mask_high,
-                        uint32_t method_low, uint32_t method_high, const SSThreader* threader);
+NEX_API int vrsdSSBasic(SSTask* task, uint32_t mask_low, uint32_t mask_high, uint32_t method_low,
+                        uint32_t method_high, const SSThreader* threader);
+NEX_API int vrssSSBasic(SSTask* task, uint32_t mask_low, uint32_t mask_high, uint32_t method_low,
+                        uint32_t method_high, const SSThreader* threader);
 
 /* ---- Ready threaders --------------------------------------------------- */
 
