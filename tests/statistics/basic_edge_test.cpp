@@ -230,8 +230,12 @@ TEST(BasicIndices, ExcludedEntriesUntouched) {
       for (int i = 0; i < 4; ++i) {
         const bool in = i % 2 == 0;
         for (const auto* v : {&o.mean, &o.raw2, &o.c2, &o.c4, &o.sum, &o.c3s, &o.kurt, &o.var})
-          if (!in) EXPECT_EQ((*v)[i], s) << i;
-        if (in) EXPECT_NEAR(o.mean[i], double(r.mean[i]), 1e-13);
+          if (!in) {
+            EXPECT_EQ((*v)[i], s) << i;
+          }
+        if (in) {
+          EXPECT_NEAR(o.mean[i], double(r.mean[i]), 1e-13);
+        }
       }
       for (int rr = 0; rr < 4; ++rr)
         for (int c = 0; c < 4; ++c) {
@@ -241,11 +245,12 @@ TEST(BasicIndices, ExcludedEntriesUntouched) {
             if (c > rr) continue;
             e = rr * (rr + 1) / 2 + c;
           }
-          if (in)
+          if (in) {
             EXPECT_NEAR(o.cov[e], double(r.cov(rr, c)), 1e-12);
-          else
+          } else {
             EXPECT_EQ(o.cov[e], s) << rr << c;
-          if (!in) EXPECT_EQ(o.cp[e], s);
+            EXPECT_EQ(o.cp[e], s);
+          }
         }
     }
   }
@@ -305,7 +310,9 @@ TEST(BasicWeights, LeadingZerosSkippedNaNPoisons) {
               0);
     EXPECT_TRUE(std::isnan(q.accum[0]));
     EXPECT_TRUE(std::isnan(q.c2[0]));
-    if (method != VRS_SS_METHOD_USER_MEAN) EXPECT_TRUE(std::isnan(q.mean[1]));
+    if (method != VRS_SS_METHOD_USER_MEAN) {
+      EXPECT_TRUE(std::isnan(q.mean[1]));
+    }
   }
 }
 
