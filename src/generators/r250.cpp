@@ -1,0 +1,145 @@
+// R250: the generalised feedback shift register w(n) = w(n-250) XOR w(n-103)
+// on 32-bit words, kept in a ring of 250 words with a write position i and a
+// second read position j = i + 103 (mod 250).
+#include "generators/common.hpp"
+#include "service/export.hpp"
+
+namespace {
+
+constexpr int32_t kLag = 250;
+constexpr int32_t kShort = 103;
+constexpr int32_t kSplit = kLag - kShort;     // 147
+constexpr double kUnit = 1.0 / 4294967296.0;  // 2^-32
+
+struct State {
+  uint32_t w[kLag];
+  uint32_t i;
+  uint32_t j;
+};
+
+// Words in the caller's output: for the integer form the elements
+// themselves, for the real forms the first 4 bytes of each element, so that
+// the long path can run the recurrence inside the caller's array and convert
+// in a second pass.
+template <class Elem>
+struct Slots {
+  unsigned char* base;
+  uint32_t get(int32_t m) const {
+    uint32_t v;
+    std::memcpy(&v, base + static_cast<size_t>(m) * sizeof(Elem), sizeof v);
+    return v;
+  }
+  void put(int32_t m, uint32_t v) const {
+    std::memcpy(base + static_cast<size_t>(m) * sizeof(Elem), &v, sizeof v);
+  }
+};
+
+// Short requests walk the ring one step at a time.
+template <class Emit>
+void walk(State& st, int32_t n, Emit emit) {
+  uint32_t i = st.i, j = st.j;
+  for (int32_t m = 0; m < n; ++m) {
+    const uint32_t v = st.w[i] ^ st.w[j];
+    st.w[i] = v;
+    emit(m, v);
+    i = i + 1 == kLag ? 0 : i + 1;
+    j = j + 1 == kLag ? 0 : j + 1;
+  }
+  st.i = i;
+  st.j = j;
+}
+
+// Long requests (n >= 250) leave the ring alone while they run: outputs 0 to
+// 146 read two ring words, outputs 147 to 249 one ring word and one output,
+// and the rest only earlier outputs. The last 250 outputs then become the
+// ring, rotated so that i = 0 and j = 103.
+template <class Elem>
+void long_path(State& st, int32_t n, Slots<Elem> out) {
+  const uint32_t i0 = st.i;
+  auto ring = [&](int32_t m) {
+    uint32_t k = i0 + static_cast<uint32_t>(m);
+    return st.w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
+  };
+  for (int32_t m = 0; m < kSplit; ++m) out.put(m, ring(m) ^ ring(m + kShort));
+  for (int32_t m = kSplit; m < kLag; ++m) out.put(m, ring(m) ^ out.get(m - kSplit));
+  int32_t m = kLag;
+  for (; m + 16 <= n; m += 16)
+    for (int32_t k = 0; k < 16; ++k)
+      out.put(m + k, out.get(m + k - kLag) ^ out.get(m + k - kSplit));
+  for (; m < n; ++m) out.put(m, out.get(m - kLag) ^ out.get(m - kSplit));
+  for (int32_t k = 0; k < kLag; ++k) st.w[k] = out.get(n - kLag + k);
+  st.i = 0;
+  st.j = kShort;
+}
+
+template <class Real>
+void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
+  State& st = *nex::streams::state_of<State>(stream);
+  const double scale = (b - a) * kUnit;
+  auto store = [&](int32_t m, uint32_t v) {
+    r[m] = static_cast<Real>(nex::generators::u32_to_double(v) * scale + a);
+  };
+  if (n < kLag) {
+    walk(st, n, store);
+    return;
+  }
+  Slots<Real> slots{reinterpret_cast<unsigned char*>(r)};
+  long_path(st, n, slots);
+  for (int32_t m = 0; m < n; ++m) store(m, slots.get(m));
+}
+
+}  // namespace
+
+NEX_EXPORT int32_t __vrsBRngR250InitStream(int32_t method, VrsStream* stream, int32_t n,
+                                           const uint32_t* params) {
+  State& st = *nex::streams::state_of<State>(stream);
+  switch (method) {
+    case VRS_INIT_METHOD_STANDARD:
+      if (n >= kLag) {
+        // A full ring supplied by the caller is taken as it stands.
+        for (int32_t k = 0; k < kLag; ++k) st.w[k] = params[k];
+      } else {
+        uint32_t seed = (n <= 0 || params[0] == 0) ? 1u : params[0];
+        for (int32_t k = 0; k < kLag; ++k) {
+          seed *= 69069u;
+          st.w[k] = seed;
+        }
+        // Words 3, 10, ..., 220 get a triangular bit pattern: word t has bit
+        // 31 - t set and the bits above it cleared, which makes the 32 words
+        // linearly independent and so the ring a non-degenerate start.
+        for (int t = 0; t < 32; ++t) {
+          uint32_t& v = st.w[3 + 7 * t];
+          v = (v & (0xFFFFFFFFu >> t)) | (0x80000000u >> t);
+        }
+      }
+      st.i = 0;
+      st.j = kShort;
+      return VRS_STATUS_OK;
+    case VRS_INIT_METHOD_LEAPFROG:
+      return VRS_ERROR_LEAPFROG_UNSUPPORTED;
+    case VRS_INIT_METHOD_SKIPAHEAD:
+      return VRS_ERROR_SKIPAHEAD_UNSUPPORTED;
+    default:
+      return VRS_ERROR_UNKNOWN_METHOD;
+  }
+}
+
+NEX_EXPORT int32_t __vrsiBRngR250(VrsStream* stream, int32_t n, void* r) {
+  State& st = *nex::streams::state_of<State>(stream);
+  auto* out = static_cast<uint32_t*>(r);
+  if (n < kLag)
+    walk(st, n, [out](int32_t m, uint32_t v) { out[m] = v; });
+  else
+    long_path(st, n, Slots<uint32_t>{static_cast<unsigned char*>(r)});
+  return VRS_STATUS_OK;
+}
+
+NEX_EXPORT int32_t __vrsdBRngR250(VrsStream* stream, int32_t n, double* r, double a, double b) {
+  generate_real(stream, n, r, a, b);
+  return VRS_STATUS_OK;
+}
+
+NEX_EXPORT int32_t __vrssBRngR250(VrsStream* stream, int32_t n, float* r, float a, float b) {
+  generate_real<float>(stream, n, r, a, b);
+  return VRS_STATUS_OK;
+}
