@@ -65,8 +65,7 @@ void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
   // them and the state moves to the one after the last used.
   const int32_t tail = n - body;
   for (int k = 0; k < tail; ++k) emit(i + k, lane[k]);
-  for (int j = 0; j < 4; ++j)
-    st.x[j] = tail < 3 ? lane[tail][j] : mulmod(st.a[j], lane[3][j], m[j], inv[j]);
+  for (int j = 0; j < 4; ++j) st.x[j] = lane[tail][j];
 }
 
 template <class Real>
