@@ -18,25 +18,33 @@ constexpr uint32_t kM31 = 2147483647u;
 constexpr uint32_t kM1 = 4294967087u;
 constexpr uint32_t kM2 = 4294944443u;
 
+// 64-bit values in and out of GMP integers, also where long has 32 bits.
+void mpz_set_u64(mpz_t z, uint64_t v) {
+  mpz_set_ui(z, static_cast<unsigned long>(v >> 32));
+  mpz_mul_2exp(z, z, 32);
+  mpz_add_ui(z, z, static_cast<unsigned long>(v & 0xFFFFFFFFu));
+}
+uint64_t mpz_get_u64(const mpz_t z) {
+  mpz_t lo, hi;
+  mpz_inits(lo, hi, nullptr);
+  mpz_fdiv_r_2exp(lo, z, 32);
+  mpz_fdiv_q_2exp(hi, z, 32);
+  mpz_fdiv_r_2exp(hi, hi, 32);
+  const uint64_t out = (static_cast<uint64_t>(mpz_get_ui(hi)) << 32) | mpz_get_ui(lo);
+  mpz_clears(lo, hi, nullptr);
+  return out;
+}
+
 // base^e mod m with GMP.
 uint64_t gmp_powmod(uint64_t base, uint64_t e, uint64_t m) {
   mpz_t b, x, mm, r;
   mpz_inits(b, x, mm, r, nullptr);
-  auto set64 = [](mpz_t z, uint64_t v) {
-    mpz_set_ui(z, static_cast<unsigned long>(v >> 32));
-    mpz_mul_2exp(z, z, 32);
-    mpz_add_ui(z, z, static_cast<unsigned long>(v & 0xFFFFFFFFu));
-  };
-  set64(b, base);
-  set64(x, e);
-  set64(mm, m);
+  mpz_set_u64(b, base);
+  mpz_set_u64(x, e);
+  mpz_set_u64(mm, m);
   mpz_powm(r, b, x, mm);
-  mpz_t hi;
-  mpz_init(hi);
-  mpz_fdiv_q_2exp(hi, r, 32);
-  const uint64_t out = (static_cast<uint64_t>(mpz_get_ui(hi)) << 32) |
-                       static_cast<uint64_t>(mpz_fdiv_ui(r, 0x100000000ul));
-  mpz_clears(b, x, mm, r, hi, nullptr);
+  const uint64_t out = mpz_get_u64(r);
+  mpz_clears(b, x, mm, r, nullptr);
   return out;
 }
 
@@ -401,15 +409,12 @@ TEST(SkipAheadHuge, CongruentialAgainstGmp) {
 void mpz_matrix_skip(uint32_t* v, const uint64_t row[3], uint64_t m, uint64_t e) {
   // Matrix rows (0 1 0), (0 0 1), row; v oldest first.
   mpz_t M[9], R[9], T[9], mod;
-  mpz_init_set_ui(mod, 0);
-  mpz_set_ui(mod, static_cast<unsigned long>(m >> 16));
-  mpz_mul_2exp(mod, mod, 16);
-  mpz_add_ui(mod, mod, static_cast<unsigned long>(m & 0xFFFF));
+  mpz_init(mod);
+  mpz_set_u64(mod, m);
   const uint64_t init[9] = {0, 1, 0, 0, 0, 1, row[0], row[1], row[2]};
   for (int i = 0; i < 9; ++i) {
-    mpz_init_set_ui(M[i], static_cast<unsigned long>(init[i] >> 16));
-    mpz_mul_2exp(M[i], M[i], 16);
-    mpz_add_ui(M[i], M[i], static_cast<unsigned long>(init[i] & 0xFFFF));
+    mpz_init(M[i]);
+    mpz_set_u64(M[i], init[i]);
     mpz_init_set_ui(R[i], i % 4 == 0 ? 1 : 0);
     mpz_init(T[i]);
   }
@@ -432,8 +437,7 @@ void mpz_matrix_skip(uint32_t* v, const uint64_t row[3], uint64_t m, uint64_t e)
     mpz_init_set_ui(acc, 0);
     for (int k = 0; k < 3; ++k) mpz_addmul_ui(acc, R[3 * i + k], v[k]);
     mpz_mod(acc, acc, mod);
-    out[i] = static_cast<uint32_t>(mpz_fdiv_ui(acc, 0x10000) |
-                                   (mpz_fdiv_ui(acc, 0x100000000ul) & 0xFFFF0000ul));
+    out[i] = static_cast<uint32_t>(mpz_get_u64(acc));
     mpz_clear(acc);
   }
   std::memcpy(v, out, sizeof out);
