@@ -5,6 +5,8 @@
 //   z(n) = x(n) - y(n)                      mod m1.
 // The state holds the last three values of each component, oldest first; the
 // recurrence runs before each output.
+#include <emmintrin.h>
+
 #include "generators/common.hpp"
 #include "service/export.hpp"
 
@@ -41,14 +43,56 @@ inline uint32_t combine(uint32_t x, uint32_t y) {
   return x >= y ? x - y : x - y + kM1;
 }
 
-// The recurrence advanced by 14 steps: x(j) from x(j-16), x(j-15), x(j-14).
-// The biases are multiples of the moduli that keep each sum positive.
-inline uint32_t jump_x(uint32_t a, uint32_t b, uint32_t c) {
-  return fold<209>(736416029ull * a + 342112271ull * c + 0x4F7644CA2071A205ull - 1333150987ull * b);
+// The recurrence advanced by 14 steps: x(j) from x(j-16), x(j-15), x(j-14),
+//   x(j) = 736416029 x(j-16) - 1333150987 x(j-15) + 342112271 x(j-14)  mod m1,
+//   y(j) = 818368950 y(j-16) - 504169876 y(j-15) - 752600334 y(j-14)   mod m2,
+// with biases, multiples of the moduli, that keep each sum positive. Two
+// values at a time in 64-bit lanes: 32 x 32 -> 64-bit products, the two folds
+// of `fold`, and a subtraction of m undone where it went negative.
+inline __m128i fold2(__m128i v, __m128i c, __m128i low) {
+  v = _mm_add_epi64(_mm_and_si128(v, low), _mm_mul_epu32(_mm_srli_epi64(v, 32), c));
+  v = _mm_add_epi64(_mm_and_si128(v, low), _mm_mul_epu32(_mm_srli_epi64(v, 32), c));
+  return v;
 }
-inline uint32_t jump_y(uint32_t a, uint32_t b, uint32_t c) {
-  return fold<22853>(818368950ull * a + 0x4AE8B082E0CF1056ull - 504169876ull * b -
-                     752600334ull * c);
+
+inline __m128i reduce_once(__m128i v, __m128i m) {
+  const __m128i t = _mm_sub_epi64(v, m);
+  // All ones in lanes where t is negative (sign of the high dword).
+  const __m128i neg = _mm_shuffle_epi32(_mm_srai_epi32(t, 31), _MM_SHUFFLE(3, 3, 1, 1));
+  return _mm_add_epi64(t, _mm_and_si128(neg, m));
+}
+
+// Fills h[16 .. 16 + len) (len even) from the 16 values before each.
+void jump_run_x(uint64_t* h, int32_t len) {
+  const __m128i ka = _mm_set1_epi64x(736416029), kb = _mm_set1_epi64x(1333150987),
+                kc = _mm_set1_epi64x(342112271);
+  const __m128i bias = _mm_set1_epi64x(0x4F7644CA2071A205ll);
+  const __m128i c = _mm_set1_epi64x(209), low = _mm_set1_epi64x(0xFFFFFFFFll),
+                m = _mm_set1_epi64x(kM1);
+  for (int32_t j = 16; j < 16 + len; j += 2) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 16));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 15));
+    const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 14));
+    __m128i v = _mm_add_epi64(_mm_add_epi64(_mm_mul_epu32(a, ka), _mm_mul_epu32(d, kc)), bias);
+    v = _mm_sub_epi64(v, _mm_mul_epu32(b, kb));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(h + j), reduce_once(fold2(v, c, low), m));
+  }
+}
+
+void jump_run_y(uint64_t* h, int32_t len) {
+  const __m128i ka = _mm_set1_epi64x(818368950), kb = _mm_set1_epi64x(504169876),
+                kc = _mm_set1_epi64x(752600334);
+  const __m128i bias = _mm_set1_epi64x(0x4AE8B082E0CF1056ll);
+  const __m128i c = _mm_set1_epi64x(22853), low = _mm_set1_epi64x(0xFFFFFFFFll),
+                m = _mm_set1_epi64x(kM2);
+  for (int32_t j = 16; j < 16 + len; j += 2) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 16));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 15));
+    const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(h + j - 14));
+    __m128i v = _mm_add_epi64(_mm_mul_epu32(a, ka), bias);
+    v = _mm_sub_epi64(_mm_sub_epi64(v, _mm_mul_epu32(b, kb)), _mm_mul_epu32(d, kc));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(h + j), reduce_once(fold2(v, c, low), m));
+  }
 }
 
 template <class Sink>
@@ -62,8 +106,8 @@ void generate(VrsStream* stream, int32_t n, Sink sink) {
     // History windows: the first 16 values come one by one, then runs of
     // values computed 16..14 steps back, of which up to 14 in a row are
     // independent of each other.
-    constexpr int32_t kRun = 256;
-    uint32_t hx[16 + kRun], hy[16 + kRun];
+    constexpr int32_t kRun = 256;  // even, as the two-lane runs need
+    uint64_t hx[16 + kRun], hy[16 + kRun];
     for (; i < 16; ++i) {
       const uint32_t xn = step_x(x0, x1), yn = step_y(y0, y2);
       x0 = x1, x1 = x2, x2 = xn;
@@ -74,19 +118,20 @@ void generate(VrsStream* stream, int32_t n, Sink sink) {
     }
     while (i < body) {
       const int32_t len = body - i < kRun ? body - i : kRun;
-      for (int32_t j = 16; j < 16 + len; ++j) {
-        hx[j] = jump_x(hx[j - 16], hx[j - 15], hx[j - 14]);
-        hy[j] = jump_y(hy[j - 16], hy[j - 15], hy[j - 14]);
-      }
-      for (int32_t j = 0; j < len; ++j) sink(i + j, combine(hx[16 + j], hy[16 + j]));
+      jump_run_x(hx, len);
+      jump_run_y(hy, len);
+      for (int32_t j = 0; j < len; ++j)
+        sink(i + j, combine(static_cast<uint32_t>(hx[16 + j]), static_cast<uint32_t>(hy[16 + j])));
       i += len;
       for (int32_t j = 0; j < 16; ++j) {
         hx[j] = hx[len + j];
         hy[j] = hy[len + j];
       }
     }
-    x0 = hx[13], x1 = hx[14], x2 = hx[15];
-    y0 = hy[13], y1 = hy[14], y2 = hy[15];
+    x0 = static_cast<uint32_t>(hx[13]), x1 = static_cast<uint32_t>(hx[14]),
+    x2 = static_cast<uint32_t>(hx[15]);
+    y0 = static_cast<uint32_t>(hy[13]), y1 = static_cast<uint32_t>(hy[14]),
+    y2 = static_cast<uint32_t>(hy[15]);
   }
   for (; i < n; ++i) {
     const uint32_t xn = step_x(x0, x1), yn = step_y(y0, y2);

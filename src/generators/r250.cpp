@@ -17,22 +17,23 @@ struct State {
   uint32_t j;
 };
 
-// Words in the caller's output: for the integer form the elements
-// themselves, for the real forms the first 4 bytes of each element, so that
-// the long path can run the recurrence inside the caller's array and convert
-// in a second pass.
-template <class Elem>
-struct Slots {
-  unsigned char* base;
-  uint32_t get(int32_t m) const {
-    uint32_t v;
-    std::memcpy(&v, base + static_cast<size_t>(m) * sizeof(Elem), sizeof v);
-    return v;
-  }
-  void put(int32_t m, uint32_t v) const {
-    std::memcpy(base + static_cast<size_t>(m) * sizeof(Elem), &v, sizeof v);
-  }
+// Elements of the caller's output seen as integers of the element's width:
+// the long path runs the recurrence on them, with the word in the low 32
+// bits. For doubles the high half starts at zero and the XORs keep it so.
+typedef uint32_t AliasU32 __attribute__((may_alias));
+typedef uint64_t AliasU64 __attribute__((may_alias));
+template <class U>
+struct AliasOf;
+template <>
+struct AliasOf<uint32_t> {
+  using type = AliasU32;
 };
+template <>
+struct AliasOf<uint64_t> {
+  using type = AliasU64;
+};
+template <class U>
+using Alias = typename AliasOf<U>::type;
 
 // Short requests walk the ring one step at a time.
 template <class Emit>
@@ -53,39 +54,47 @@ void walk(State& st, int32_t n, Emit emit) {
 // 146 read two ring words, outputs 147 to 249 one ring word and one output,
 // and the rest only earlier outputs. The last 250 outputs then become the
 // ring, rotated so that i = 0 and j = 103.
-template <class Elem>
-void long_path(State& st, int32_t n, Slots<Elem> out) {
+template <class U>
+void long_path(State& st, int32_t n, Alias<U>* out) {
   const uint32_t i0 = st.i;
   auto ring = [&](int32_t m) {
     uint32_t k = i0 + static_cast<uint32_t>(m);
     return st.w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
   };
-  for (int32_t m = 0; m < kSplit; ++m) out.put(m, ring(m) ^ ring(m + kShort));
-  for (int32_t m = kSplit; m < kLag; ++m) out.put(m, ring(m) ^ out.get(m - kSplit));
+  for (int32_t m = 0; m < kSplit; ++m) out[m] = static_cast<U>(ring(m) ^ ring(m + kShort));
+  for (int32_t m = kSplit; m < kLag; ++m) out[m] = static_cast<U>(ring(m)) ^ out[m - kSplit];
   int32_t m = kLag;
+  // Each run of 16 reads only outputs at least 147 back: no overlap.
   for (; m + 16 <= n; m += 16)
-    for (int32_t k = 0; k < 16; ++k)
-      out.put(m + k, out.get(m + k - kLag) ^ out.get(m + k - kSplit));
-  for (; m < n; ++m) out.put(m, out.get(m - kLag) ^ out.get(m - kSplit));
-  for (int32_t k = 0; k < kLag; ++k) st.w[k] = out.get(n - kLag + k);
+    for (int32_t k = 0; k < 16; ++k) out[m + k] = out[m + k - kLag] ^ out[m + k - kSplit];
+  for (; m < n; ++m) out[m] = out[m - kLag] ^ out[m - kSplit];
+  for (int32_t k = 0; k < kLag; ++k) st.w[k] = static_cast<uint32_t>(out[n - kLag + k]);
   st.i = 0;
   st.j = kShort;
 }
 
-template <class Real>
+// Real forms: the walk for short requests; for long ones the recurrence runs
+// inside r (one element-wide integer per element) and a second pass turns
+// each element into its number, first to last.
+template <class Real, class U>
 void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
+  static_assert(sizeof(Real) == sizeof(U), "one integer per element");
   State& st = *nex::streams::state_of<State>(stream);
   const double scale = (b - a) * kUnit;
-  auto store = [&](int32_t m, uint32_t v) {
-    r[m] = static_cast<Real>(nex::generators::u32_to_double(v) * scale + a);
-  };
   if (n < kLag) {
-    walk(st, n, store);
+    walk(st, n, [&](int32_t m, uint32_t v) {
+      r[m] = static_cast<Real>(nex::generators::u32_to_double(v) * scale + a);
+    });
     return;
   }
-  Slots<Real> slots{reinterpret_cast<unsigned char*>(r)};
-  long_path(st, n, slots);
-  for (int32_t m = 0; m < n; ++m) store(m, slots.get(m));
+  auto* slots = reinterpret_cast<Alias<U>*>(r);
+  long_path<U>(st, n, slots);
+  for (int32_t m = 0; m < n; ++m) {
+    const uint64_t bits = 0x4330000000000000ull | static_cast<uint32_t>(slots[m]);
+    double w;
+    std::memcpy(&w, &bits, sizeof w);
+    r[m] = static_cast<Real>((w - 4503599627370496.0) * scale + a);
+  }
 }
 
 }  // namespace
@@ -130,16 +139,16 @@ NEX_EXPORT int32_t __vrsiBRngR250(VrsStream* stream, int32_t n, void* r) {
   if (n < kLag)
     walk(st, n, [out](int32_t m, uint32_t v) { out[m] = v; });
   else
-    long_path(st, n, Slots<uint32_t>{static_cast<unsigned char*>(r)});
+    long_path<uint32_t>(st, n, static_cast<Alias<uint32_t>*>(r));
   return VRS_STATUS_OK;
 }
 
 NEX_EXPORT int32_t __vrsdBRngR250(VrsStream* stream, int32_t n, double* r, double a, double b) {
-  generate_real(stream, n, r, a, b);
+  generate_real<double, uint64_t>(stream, n, r, a, b);
   return VRS_STATUS_OK;
 }
 
 NEX_EXPORT int32_t __vrssBRngR250(VrsStream* stream, int32_t n, float* r, float a, float b) {
-  generate_real<float>(stream, n, r, a, b);
+  generate_real<float, uint32_t>(stream, n, r, a, b);
   return VRS_STATUS_OK;
 }

@@ -2,6 +2,8 @@
 // x_j(n+1) = a_j x_j(n) mod m_j, with primes m_j just below 2^24. The
 // integer output is the four words; the real output the fractional part of
 // x1/m1 + x2/m2 + x3/m3 + x4/m4.
+#include <emmintrin.h>
+
 #include "generators/common.hpp"
 #include "generators/wh_tables.hpp"
 #include "service/export.hpp"
@@ -16,56 +18,64 @@ struct State {
 // 1.5 x 2^52: adding it rounds a double below 2^51 to an integer.
 constexpr double kRound = 6755399441055744.0;
 
-// a x mod m for a, x < 2^24: the product (below 2^48) is exact in double, the
-// quotient estimate from the reciprocal is off by at most one, and one
-// correction each way makes the remainder exact.
-inline uint32_t mulmod(uint32_t a, uint32_t x, uint32_t m, double inv) {
-  const double p = static_cast<double>(a) * static_cast<double>(x);
-  const double q = (p * inv + kRound) - kRound;
-  double r = p - q * static_cast<double>(m);
-  if (r < 0) r += static_cast<double>(m);
-  if (r >= static_cast<double>(m)) r -= static_cast<double>(m);
-  return static_cast<uint32_t>(static_cast<int32_t>(r));
+// a x mod m for a, x < 2^24, held as doubles, two components at a time: the
+// product (below 2^48) is exact, the quotient estimate from the reciprocal
+// is off by at most one, q m is exact too, and one correction each way
+// (branch-free, by masks) makes the remainder exact.
+inline __m128d mulmod(__m128d a, __m128d x, __m128d m, __m128d inv) {
+  const __m128d round = _mm_set1_pd(kRound);
+  const __m128d p = _mm_mul_pd(a, x);
+  const __m128d q = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(p, inv), round), round);
+  __m128d r = _mm_sub_pd(p, _mm_mul_pd(q, m));
+  r = _mm_add_pd(r, _mm_and_pd(_mm_cmplt_pd(r, _mm_setzero_pd()), m));
+  return _mm_sub_pd(r, _mm_and_pd(_mm_cmpge_pd(r, m), m));
 }
 
-// Fractional part by rounding through 1.5 x 2^52 and stepping down when the
-// rounding went up.
+// Fractional part of a sum in [0, 4): its integer part by truncation, which
+// for non-negative values is the floor (the same integer that rounding
+// through 1.5 x 2^52 and stepping down after an upward rounding gives), with
+// no branch.
 inline double frac(double s) {
-  double t = (s + kRound) - kRound;
-  if (s < t) t -= 1.0;
-  return s - t;
+  return s - static_cast<double>(_mm_cvttsd_si32(_mm_set_sd(s)));
 }
 
 // Four successive states at a time, each stepping by a_j^4; the tail of up
-// to three outputs takes the first prepared states. `emit` receives the
-// output index and the four component words.
+// to three outputs takes the first prepared states. An output's components
+// sit in two registers, (x1, x2) and (x3, x4). `emit` receives the output
+// index and those two registers.
 template <class Emit>
 void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
+  if (n <= 0) return;
   int32_t sub = 0;
   nex::streams::row_of(stream, &sub);
   State& st = *nex::streams::state_of<State>(stream);
-  const uint32_t* m = VrsWhModuli[sub];
-  if (n <= 0) return;
-  uint32_t lane[4][4];  // lane[k][j]: component j of output i + k
-  uint32_t a4[4];
-  for (int j = 0; j < 4; ++j) {
-    const uint32_t a2 = mulmod(st.a[j], st.a[j], m[j], inv[j]);
-    a4[j] = mulmod(a2, a2, m[j], inv[j]);
-    lane[0][j] = st.x[j];
-    for (int k = 1; k < 4; ++k) lane[k][j] = mulmod(st.a[j], lane[k - 1][j], m[j], inv[j]);
+  const uint32_t* mod = VrsWhModuli[sub];
+  __m128d m[2], iv[2], a[2], a4[2], lane[4][2];
+  for (int h = 0; h < 2; ++h) {
+    m[h] = _mm_set_pd(mod[2 * h + 1], mod[2 * h]);
+    iv[h] = _mm_set_pd(inv[2 * h + 1], inv[2 * h]);
+    a[h] = _mm_set_pd(st.a[2 * h + 1], st.a[2 * h]);
+    const __m128d a2 = mulmod(a[h], a[h], m[h], iv[h]);
+    a4[h] = mulmod(a2, a2, m[h], iv[h]);
+    lane[0][h] = _mm_set_pd(st.x[2 * h + 1], st.x[2 * h]);
+    for (int k = 1; k < 4; ++k) lane[k][h] = mulmod(a[h], lane[k - 1][h], m[h], iv[h]);
   }
   int32_t i = 0;
   const int32_t body = n & ~3;
   for (; i < body; i += 4)
     for (int k = 0; k < 4; ++k) {
-      emit(i + k, lane[k]);
-      for (int j = 0; j < 4; ++j) lane[k][j] = mulmod(a4[j], lane[k][j], m[j], inv[j]);
+      emit(i + k, lane[k][0], lane[k][1]);
+      lane[k][0] = mulmod(a4[0], lane[k][0], m[0], iv[0]);
+      lane[k][1] = mulmod(a4[1], lane[k][1], m[1], iv[1]);
     }
-  // lane[k] now holds outputs body + k; the tail uses the first n - body of
+  // lane[k] now holds output body + k; the tail uses the first n - body of
   // them and the state moves to the one after the last used.
   const int32_t tail = n - body;
-  for (int k = 0; k < tail; ++k) emit(i + k, lane[k]);
-  for (int j = 0; j < 4; ++j) st.x[j] = lane[tail][j];
+  for (int k = 0; k < tail; ++k) emit(i + k, lane[k][0], lane[k][1]);
+  alignas(16) double x[4];
+  _mm_store_pd(x, lane[tail][0]);
+  _mm_store_pd(x + 2, lane[tail][1]);
+  for (int j = 0; j < 4; ++j) st.x[j] = static_cast<uint32_t>(static_cast<int32_t>(x[j]));
 }
 
 template <class Real>
@@ -73,10 +83,14 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   int32_t sub = 0;
   nex::streams::row_of(stream, &sub);
   const double* inv = VrsWhInverseModuli[sub];
+  const __m128d i12 = _mm_loadu_pd(inv), i34 = _mm_loadu_pd(inv + 2);
   const double width = b - a;
-  generate(stream, n, inv, [&](int32_t i, const uint32_t* x) {
-    const double s = static_cast<double>(x[0]) * inv[0] + static_cast<double>(x[1]) * inv[1] +
-                     static_cast<double>(x[2]) * inv[2] + static_cast<double>(x[3]) * inv[3];
+  generate(stream, n, inv, [=](int32_t i, __m128d x12, __m128d x34) {
+    // x1/m1 + x2/m2 + x3/m3 + x4/m4, added from the left.
+    alignas(16) double t[4];
+    _mm_store_pd(t, _mm_mul_pd(x12, i12));
+    _mm_store_pd(t + 2, _mm_mul_pd(x34, i34));
+    const double s = ((t[0] + t[1]) + t[2]) + t[3];
     r[i] = static_cast<Real>(frac(s) * width + a);
   });
 }
@@ -127,8 +141,9 @@ NEX_EXPORT int32_t __vrsiBRngWH(VrsStream* stream, int32_t n, void* r) {
   const uint32_t* m = VrsWhModuli[sub];
   const double inv[4] = {1.0 / m[0], 1.0 / m[1], 1.0 / m[2], 1.0 / m[3]};
   auto* out = static_cast<uint32_t*>(r);
-  generate(stream, n, inv, [out](int32_t i, const uint32_t* x) {
-    std::memcpy(out + 4 * static_cast<size_t>(i), x, 4 * sizeof(uint32_t));
+  generate(stream, n, inv, [out](int32_t i, __m128d x12, __m128d x34) {
+    const __m128i w = _mm_unpacklo_epi64(_mm_cvttpd_epi32(x12), _mm_cvttpd_epi32(x34));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * static_cast<size_t>(i)), w);
   });
   return VRS_STATUS_OK;
 }
