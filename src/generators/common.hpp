@@ -60,28 +60,55 @@ inline uint64_t skip_count(const uint32_t* params) {
   return static_cast<uint64_t>(params[0]) | (static_cast<uint64_t>(params[1]) << 32);
 }
 
+// Real forms through a small word buffer on the stack: the generator's
+// block path fills it, and a plain loop, which the compiler turns into
+// vector code, converts it. Chunking changes no output, since any split of a
+// request gives the same numbers.
+// Without the buffer (kBuffered false), or for a count of zero or less, the
+// generator's loop stores through a converting sink directly; that is the
+// faster choice where the block path's lanes already convert well, and the
+// right one for generators that store something even for n <= 0.
+template <class Word, bool kBuffered, class Real, class Generate, class Convert>
+inline void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double scale,
+                          Generate generate, Convert convert) {
+  if (!kBuffered || n <= 0) {
+    generate(stream, n, RealSink<Real, Convert>{r, scale, a, convert});
+    return;
+  }
+  constexpr int32_t kChunk = 512;
+  Word buffer[kChunk];
+  for (int32_t done = 0; done < n;) {
+    const int32_t m = n - done < kChunk ? n - done : kChunk;
+    generate(stream, m, WordSink<Word>{buffer});
+    Real* out = r + done;
+    for (int32_t i = 0; i < m; ++i) out[i] = static_cast<Real>(convert(buffer[i]) * scale + a);
+    done += m;
+  }
+}
+
 }  // namespace nex::generators
 
 // Defines the three generate slots of generator `Name` from its core
-// `generate(stream, n, sink)` and the word-to-unit conversion `to_unit`.
-#define NEX_DEFINE_BRNG_OUTPUTS(Name, Word, to_unit)                                              \
+// `generate(stream, n, sink)` and the word-to-unit conversion `to_unit`;
+// `buffered` selects the real forms' path (see generate_real).
+#define NEX_DEFINE_BRNG_OUTPUTS(Name, Word, to_unit, buffered)                                    \
   NEX_EXPORT int32_t __vrsiBRng##Name(VrsStream* stream, int32_t n, void* r) {                    \
     generate(stream, n, nex::generators::WordSink<Word>{static_cast<Word*>(r)});                  \
     return VRS_STATUS_OK;                                                                         \
   }                                                                                               \
   NEX_EXPORT int32_t __vrsdBRng##Name(VrsStream* stream, int32_t n, double* r, double a,          \
                                       double b) {                                                 \
-    auto convert = [](Word w) { return to_unit(w); };                                             \
-    generate(                                                                                     \
-        stream, n,                                                                                \
-        nex::generators::RealSink<double, decltype(convert)>{r, (b - a) * kUnit, a, convert});    \
+    nex::generators::generate_real<Word, buffered>(                                               \
+        stream, n, r, a, (b - a) * kUnit,                                                         \
+        [](VrsStream* s, int32_t m, auto k) { generate(s, m, k); },                               \
+        [](Word w) { return to_unit(w); });                                                       \
     return VRS_STATUS_OK;                                                                         \
   }                                                                                               \
   NEX_EXPORT int32_t __vrssBRng##Name(VrsStream* stream, int32_t n, float* r, float a, float b) { \
-    auto convert = [](Word w) { return to_unit(w); };                                             \
     const double da = a, db = b;                                                                  \
-    generate(                                                                                     \
-        stream, n,                                                                                \
-        nex::generators::RealSink<float, decltype(convert)>{r, (db - da) * kUnit, da, convert});  \
+    nex::generators::generate_real<Word, buffered>(                                               \
+        stream, n, r, da, (db - da) * kUnit,                                                      \
+        [](VrsStream* s, int32_t m, auto k) { generate(s, m, k); },                               \
+        [](Word w) { return to_unit(w); });                                                       \
     return VRS_STATUS_OK;                                                                         \
   }

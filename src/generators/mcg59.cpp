@@ -75,4 +75,4 @@ NEX_EXPORT int32_t __vrsBRngMCG59InitStream(int32_t method, VrsStream* stream, i
   }
 }
 
-NEX_DEFINE_BRNG_OUTPUTS(MCG59, uint64_t, nex::generators::u59_to_double)
+NEX_DEFINE_BRNG_OUTPUTS(MCG59, uint64_t, nex::generators::u59_to_double, true)

@@ -15,20 +15,16 @@ struct State {
   uint32_t a[4];
 };
 
-// 1.5 x 2^52: adding it rounds a double below 2^51 to an integer.
-constexpr double kRound = 6755399441055744.0;
-
-// a x mod m for a, x < 2^24, held as doubles, two components at a time: the
-// product (below 2^48) is exact, the quotient estimate from the reciprocal
-// is off by at most one, q m is exact too, and one correction each way
-// (branch-free, by masks) makes the remainder exact.
+// a x mod m for 0 < a, x < m < 2^24, held as doubles, two components at a
+// time. The product (below 2^48) is exact. With inv = 1/m rounded, p x inv
+// is p/m within a relative 2^-52, so within 2^-28 absolutely, while the
+// fractional part of p/m is a multiple of 1/m > 2^-24 and never 0 (m is
+// prime and does not divide a or x). Truncation therefore gives the exact
+// quotient, and p - q m (exact as well) is the remainder: no correction.
 inline __m128d mulmod(__m128d a, __m128d x, __m128d m, __m128d inv) {
-  const __m128d round = _mm_set1_pd(kRound);
   const __m128d p = _mm_mul_pd(a, x);
-  const __m128d q = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(p, inv), round), round);
-  __m128d r = _mm_sub_pd(p, _mm_mul_pd(q, m));
-  r = _mm_add_pd(r, _mm_and_pd(_mm_cmplt_pd(r, _mm_setzero_pd()), m));
-  return _mm_sub_pd(r, _mm_and_pd(_mm_cmpge_pd(r, m), m));
+  const __m128d q = _mm_cvtepi32_pd(_mm_cvttpd_epi32(_mm_mul_pd(p, inv)));
+  return _mm_sub_pd(p, _mm_mul_pd(q, m));
 }
 
 // Fractional part of a sum in [0, 4): its integer part by truncation, which
