@@ -53,9 +53,11 @@ void walk(State& st, int32_t n, Emit emit) {
 // Long requests (n >= 250) leave the ring alone while they run: outputs 0 to
 // 146 read two ring words, outputs 147 to 249 one ring word and one output,
 // and the rest only earlier outputs. The last 250 outputs then become the
-// ring, rotated so that i = 0 and j = 103.
-template <class U>
-void long_path(State& st, int32_t n, Alias<U>* out) {
+// ring, rotated so that i = 0 and j = 103. An output that no later output
+// reads any more (250 back) is handed to `retire`, in order, so that the
+// real forms convert it while it is still in cache.
+template <class U, class Retire>
+void long_path(State& st, int32_t n, Alias<U>* out, Retire retire) {
   const uint32_t i0 = st.i;
   auto ring = [&](int32_t m) {
     uint32_t k = i0 + static_cast<uint32_t>(m);
@@ -64,18 +66,25 @@ void long_path(State& st, int32_t n, Alias<U>* out) {
   for (int32_t m = 0; m < kSplit; ++m) out[m] = static_cast<U>(ring(m) ^ ring(m + kShort));
   for (int32_t m = kSplit; m < kLag; ++m) out[m] = static_cast<U>(ring(m)) ^ out[m - kSplit];
   int32_t m = kLag;
-  // Each run of 16 reads only outputs at least 147 back: no overlap.
-  for (; m + 16 <= n; m += 16)
+  // Each run of 16 reads only outputs at least 147 back, and retires the 16
+  // that the next run no longer reads.
+  for (; m + 16 <= n; m += 16) {
     for (int32_t k = 0; k < 16; ++k) out[m + k] = out[m + k - kLag] ^ out[m + k - kSplit];
-  for (; m < n; ++m) out[m] = out[m - kLag] ^ out[m - kSplit];
+    retire(m - kLag, m - kLag + 16);
+  }
+  for (; m < n; ++m) {
+    out[m] = out[m - kLag] ^ out[m - kSplit];
+    retire(m - kLag, m - kLag + 1);
+  }
   for (int32_t k = 0; k < kLag; ++k) st.w[k] = static_cast<uint32_t>(out[n - kLag + k]);
+  retire(n - kLag, n);
   st.i = 0;
   st.j = kShort;
 }
 
 // Real forms: the walk for short requests; for long ones the recurrence runs
-// inside r (one element-wide integer per element) and a second pass turns
-// each element into its number, first to last.
+// inside r (one element-wide integer per element), and each element becomes
+// its number once no later output needs its word.
 template <class Real, class U>
 void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   static_assert(sizeof(Real) == sizeof(U), "one integer per element");
@@ -88,13 +97,14 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
     return;
   }
   auto* slots = reinterpret_cast<Alias<U>*>(r);
-  long_path<U>(st, n, slots);
-  for (int32_t m = 0; m < n; ++m) {
-    const uint64_t bits = 0x4330000000000000ull | static_cast<uint32_t>(slots[m]);
-    double w;
-    std::memcpy(&w, &bits, sizeof w);
-    r[m] = static_cast<Real>((w - 4503599627370496.0) * scale + a);
-  }
+  long_path<U>(st, n, slots, [=](int32_t from, int32_t to) {
+    for (int32_t m = from; m < to; ++m) {
+      const uint64_t bits = 0x4330000000000000ull | static_cast<uint32_t>(slots[m]);
+      double w;
+      std::memcpy(&w, &bits, sizeof w);
+      r[m] = static_cast<Real>((w - 4503599627370496.0) * scale + a);
+    }
+  });
 }
 
 }  // namespace
@@ -139,7 +149,7 @@ NEX_EXPORT int32_t __vrsiBRngR250(VrsStream* stream, int32_t n, void* r) {
   if (n < kLag)
     walk(st, n, [out](int32_t m, uint32_t v) { out[m] = v; });
   else
-    long_path<uint32_t>(st, n, static_cast<Alias<uint32_t>*>(r));
+    long_path<uint32_t>(st, n, static_cast<Alias<uint32_t>*>(r), [](int32_t, int32_t) {});
   return VRS_STATUS_OK;
 }
 
