@@ -22,13 +22,13 @@ int32_t ref_count_of(const uint64_t* key) {
 }
 
 // Every test leaves the shared table empty.
-class Chunks : public ::testing::Test {
+class RngChunks : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(nex::streams::glob_table_count(), 0); }
   void TearDown() override { EXPECT_EQ(nex::streams::glob_table_count(), 0); }
 };
 
-TEST_F(Chunks, EmptyStream) {
+TEST_F(RngChunks, EmptyStream) {
   Stream s(VRS_BRNG_MCG31M1, {1});
   EXPECT_EQ(__vrsSearchChunk(s.get(), 1), nullptr);
   EXPECT_EQ(__vrsGetNumChunks(s.get()), 0);
@@ -36,7 +36,7 @@ TEST_F(Chunks, EmptyStream) {
   EXPECT_EQ(__vrsDeleteChunksById(s.get(), 1), VRS_STATUS_OK);
 }
 
-TEST_F(Chunks, ListOrderHidingAndDeleteById) {
+TEST_F(RngChunks, ListOrderHidingAndDeleteById) {
   Stream s(VRS_BRNG_MCG31M1, {1});
   void *a = block(8), *b = block(8), *c = block(8);
   ASSERT_EQ(__vrsAddChunk(s.get(), 5, nullptr, a, 8), VRS_STATUS_OK);
@@ -53,7 +53,7 @@ TEST_F(Chunks, ListOrderHidingAndDeleteById) {
   EXPECT_EQ(s->chunks, nullptr);
 }
 
-TEST_F(Chunks, CopyDuplicatesPrivateChunksInReverseOrder) {
+TEST_F(RngChunks, CopyDuplicatesPrivateChunksInReverseOrder) {
   Stream s(VRS_BRNG_MCG31M1, {1});
   ASSERT_EQ(__vrsAddChunk(s.get(), 1, nullptr, block(16, 0x11), 16), VRS_STATUS_OK);
   ASSERT_EQ(__vrsAddChunk(s.get(), 2, nullptr, block(16, 0x22), 16), VRS_STATUS_OK);
@@ -69,7 +69,7 @@ TEST_F(Chunks, CopyDuplicatesPrivateChunksInReverseOrder) {
   }
 }
 
-TEST_F(Chunks, SharedChunkReferenceCountsAcrossCopyAndDelete) {
+TEST_F(RngChunks, SharedChunkReferenceCountsAcrossCopyAndDelete) {
   const long live = nex_serv_live_allocations();
   const uint64_t key[2] = {0xABCDEF, 1};
   {
@@ -94,7 +94,7 @@ TEST_F(Chunks, SharedChunkReferenceCountsAcrossCopyAndDelete) {
   EXPECT_EQ(nex_serv_live_allocations(), live);
 }
 
-TEST_F(Chunks, AddingUnderAnExistingKeyKeepsTheCallersBlock) {
+TEST_F(RngChunks, AddingUnderAnExistingKeyKeepsTheCallersBlock) {
   const uint64_t key[2] = {77, 0};
   Stream s(VRS_BRNG_MCG31M1, {1});
   void* shared = block(8, 1);
@@ -106,7 +106,7 @@ TEST_F(Chunks, AddingUnderAnExistingKeyKeepsTheCallersBlock) {
   nex_serv_deallocate(mine);  // still the caller's
 }
 
-TEST_F(Chunks, TableFunctionsAndRemovalOrder) {
+TEST_F(RngChunks, TableFunctionsAndRemovalOrder) {
   VrsGlobRODataEntry* e = nullptr;
   const uint64_t zero[2] = {0, 0};
   EXPECT_EQ(__vrsFindGlobRODataTableEntry(&e, zero), VRS_ERROR_GLOB_RODATA_NOT_FOUND);
@@ -133,7 +133,7 @@ TEST_F(Chunks, TableFunctionsAndRemovalOrder) {
   __vrsUnregisterGlobRODataReference(k[2]);
 }
 
-TEST_F(Chunks, TableFullAt127ForChunksAnd128ForEntries) {
+TEST_F(RngChunks, TableFullAt127ForChunksAnd128ForEntries) {
   VrsGlobRODataEntry* e = nullptr;
   uint64_t key[2] = {0, 0x5000};
   for (int i = 0; i < 127; ++i) {
@@ -162,7 +162,7 @@ TEST_F(Chunks, TableFullAt127ForChunksAnd128ForEntries) {
   __vrsUnregisterGlobRODataReference(key);
 }
 
-TEST_F(Chunks, GeneratedIdsAreNonZeroAndFree) {
+TEST_F(RngChunks, GeneratedIdsAreNonZeroAndFree) {
   uint64_t a[2], b[2];
   int x = 0;
   __vrsGenerateNewGlobalRODataTableEntryId(a, &x);
@@ -174,7 +174,7 @@ TEST_F(Chunks, GeneratedIdsAreNonZeroAndFree) {
   __vrsUnregisterGlobRODataReference(a);
 }
 
-TEST_F(Chunks, AllocationFailuresLeakNothing) {
+TEST_F(RngChunks, AllocationFailuresLeakNothing) {
   const long live = nex_serv_live_allocations();
   Stream s(VRS_BRNG_MCG31M1, {1});
   void* data = block(8);
@@ -202,7 +202,7 @@ TEST_F(Chunks, AllocationFailuresLeakNothing) {
 
 // Many threads create, copy and delete streams that share chunks; every
 // reference count must come out exact (run under ThreadSanitizer in CI).
-TEST_F(Chunks, ConcurrentCopiesKeepReferenceCountsExact) {
+TEST_F(RngChunks, ConcurrentCopiesKeepReferenceCountsExact) {
   const long live = nex_serv_live_allocations();
   constexpr int kThreads = 8;
   constexpr int kRounds = 300;

@@ -50,20 +50,20 @@ uint64_t gmp_powmod(uint64_t base, uint64_t e, uint64_t m) {
 
 // ---- Known answers --------------------------------------------------------
 
-TEST(KnownAnswers, Mcg31m1SeedOne) {
+TEST(RngKnownAnswers, Mcg31m1SeedOne) {
   Stream s(VRS_BRNG_MCG31M1, {1});
   const auto d = nex_test::doubles(s.get(), 3);
   EXPECT_EQ(d[0], 4.656612875245797e-10);
   EXPECT_EQ(d[1], 1132489760.0 * 4.656612875245797e-10);
 }
 
-TEST(KnownAnswers, Mrg32k3aPublishedOutputs) {
+TEST(RngKnownAnswers, Mrg32k3aPublishedOutputs) {
   Stream s(VRS_BRNG_MRG32K3A, {12345, 12345, 12345, 12345, 12345, 12345});
   EXPECT_EQ(nex_test::words(s.get(), 5),
             (std::vector<uint32_t>{545508589u, 1368065410u, 1327943761u, 3546985096u, 951893194u}));
 }
 
-TEST(KnownAnswers, R250SeedOneAndGslOracle) {
+TEST(RngKnownAnswers, R250SeedOneAndGslOracle) {
   Stream s(VRS_BRNG_R250, {1});
   const auto w = nex_test::words(s.get(), 5000);
   EXPECT_EQ(w[0], 985332332u);
@@ -84,7 +84,7 @@ TEST(KnownAnswers, R250SeedOneAndGslOracle) {
   }
 }
 
-TEST(KnownAnswers, CongruentialSequencesAgainstGmpPowers) {
+TEST(RngKnownAnswers, CongruentialSequencesAgainstGmpPowers) {
   for (uint32_t seed : {1u, 2u, 123456789u, kM31 - 1}) {
     Stream s(VRS_BRNG_MCG31M1, {seed});
     const auto w = nex_test::words(s.get(), 1000);
@@ -103,7 +103,7 @@ TEST(KnownAnswers, CongruentialSequencesAgainstGmpPowers) {
   }
 }
 
-TEST(KnownAnswers, WhComponentsAgainstGmpPowers) {
+TEST(RngKnownAnswers, WhComponentsAgainstGmpPowers) {
   for (int sub : {0, 1, 136, 272}) {
     Stream s(VRS_BRNG_WH + sub, {11, 22, 33, 44});
     const auto w = nex_test::words(s.get(), 203);
@@ -117,7 +117,7 @@ TEST(KnownAnswers, WhComponentsAgainstGmpPowers) {
 
 // ---- Seeding edge cases ---------------------------------------------------
 
-TEST(Seeding, Mcg31m1ZeroAndModulusStartAtOne) {
+TEST(RngSeeding, Mcg31m1ZeroAndModulusStartAtOne) {
   for (uint32_t seed : {0u, kM31, 2147483648u}) {
     Stream s(VRS_BRNG_MCG31M1, {seed});
     EXPECT_EQ(nex_test::words(s.get(), 1)[0], seed == 2147483648u ? 1u : 1u) << seed;
@@ -126,7 +126,7 @@ TEST(Seeding, Mcg31m1ZeroAndModulusStartAtOne) {
   EXPECT_EQ(nex_test::words(none.get(), 1)[0], 1u);
 }
 
-TEST(Seeding, Mcg31m1CountZeroStoresOneAndAdvances) {
+TEST(RngSeeding, Mcg31m1CountZeroStoresOneAndAdvances) {
   Stream s(VRS_BRNG_MCG31M1, {5}), t(VRS_BRNG_MCG31M1, {5});
   uint32_t r[2] = {0, 0};
   EXPECT_EQ(__vrsiBRngMCG31M1(s.get(), 0, r), 0);
@@ -136,7 +136,7 @@ TEST(Seeding, Mcg31m1CountZeroStoresOneAndAdvances) {
   EXPECT_EQ(nex_test::words(s.get(), 1)[0], ref[1]);
 }
 
-TEST(Seeding, Mcg59MasksTheHighWord) {
+TEST(RngSeeding, Mcg59MasksTheHighWord) {
   Stream s(VRS_BRNG_MCG59, {0, 0x8000000});
   uint64_t r = 0;
   __vrsiBRngMCG59(s.get(), 1, &r);
@@ -146,7 +146,7 @@ TEST(Seeding, Mcg59MasksTheHighWord) {
   EXPECT_EQ(r, 6u);
 }
 
-TEST(Seeding, Mrg32k3aDefaultsAndReduction) {
+TEST(RngSeeding, Mrg32k3aDefaultsAndReduction) {
   struct MrgState {
     uint32_t x[3], y[3];
   };
@@ -167,7 +167,7 @@ TEST(Seeding, Mrg32k3aDefaultsAndReduction) {
   EXPECT_EQ(b->y[1], 1u);
 }
 
-TEST(Seeding, R250SeedCountsAndPositions) {
+TEST(RngSeeding, R250SeedCountsAndPositions) {
   struct R250State {
     uint32_t w[250], i, j;
   };
@@ -190,7 +190,7 @@ TEST(Seeding, R250SeedCountsAndPositions) {
   EXPECT_EQ(nex_test::state<R250State>(b.get())->j, 103u);
 }
 
-TEST(Seeding, WhDefaultsAndModuli) {
+TEST(RngSeeding, WhDefaultsAndModuli) {
   Stream s(VRS_BRNG_WH, {0});
   EXPECT_EQ(nex_test::words(s.get(), 1), (std::vector<uint32_t>{1, 1, 1, 1}));
   Stream t(VRS_BRNG_WH + 272, {16766363u, 0, 5});
@@ -213,7 +213,7 @@ struct GenCase {
   int words_per_elem;
 };
 
-class OutputForms : public ::testing::TestWithParam<GenCase> {};
+class RngOutputForms : public ::testing::TestWithParam<GenCase> {};
 
 double word_value(const GenCase& g, const uint32_t* w) {
   if (g.words_per_elem == 2) return static_cast<double>(w[0] | (uint64_t{w[1]} << 32));
@@ -222,7 +222,7 @@ double word_value(const GenCase& g, const uint32_t* w) {
 
 // The real forms are word x ((b - a) x c) + a in double, narrowed at the store
 // for floats; WH uses the fractional part of the sum of x_j / m_j.
-TEST_P(OutputForms, RealFormsFollowTheWords) {
+TEST_P(RngOutputForms, RealFormsFollowTheWords) {
   const GenCase g = GetParam();
   const std::vector<uint32_t> seed = {2024, 7, 9, 11, 13, 17};
   const int32_t n = 700;
@@ -252,7 +252,7 @@ TEST_P(OutputForms, RealFormsFollowTheWords) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Generators, OutputForms,
+INSTANTIATE_TEST_SUITE_P(RngGenerators, RngOutputForms,
                          ::testing::Values(GenCase{VRS_BRNG_MCG31M1, 4.656612875245797e-10, 1},
                                            GenCase{VRS_BRNG_MCG59, 1.0 / 576460752303423488.0, 2},
                                            GenCase{VRS_BRNG_MRG32K3A, 2.328306549837829e-10, 1},
@@ -260,9 +260,9 @@ INSTANTIATE_TEST_SUITE_P(Generators, OutputForms,
                                            GenCase{VRS_BRNG_WH + 5, 0, 4}));
 
 // Any split of a request into calls gives the same numbers, in all forms.
-class SplitInvariance : public ::testing::TestWithParam<int32_t> {};
+class RngSplitInvariance : public ::testing::TestWithParam<int32_t> {};
 
-TEST_P(SplitInvariance, AllThreeForms) {
+TEST_P(RngSplitInvariance, AllThreeForms) {
   const int32_t brng = GetParam();
   const std::vector<uint32_t> seed = {77, 88, 99, 111, 222, 333};
   constexpr int32_t kTotal = 5000;
@@ -303,15 +303,15 @@ TEST_P(SplitInvariance, AllThreeForms) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Generators, SplitInvariance,
+INSTANTIATE_TEST_SUITE_P(RngGenerators, RngSplitInvariance,
                          ::testing::Values(VRS_BRNG_MCG31M1, VRS_BRNG_MCG59, VRS_BRNG_MRG32K3A,
                                            VRS_BRNG_R250, VRS_BRNG_WH, VRS_BRNG_WH + 272));
 
-// ---- Leapfrog -------------------------------------------------------------
+// ---- RngLeapfrog -------------------------------------------------------------
 
-class Leapfrog : public ::testing::TestWithParam<int32_t> {};
+class RngLeapfrog : public ::testing::TestWithParam<int32_t> {};
 
-TEST_P(Leapfrog, StreamsInterleaveToTheBaseSequence) {
+TEST_P(RngLeapfrog, StreamsInterleaveToTheBaseSequence) {
   const int32_t brng = GetParam();
   const std::vector<uint32_t> seed = {4321, 8765, 1, 2};
   for (int32_t nstreams : {1, 2, 3, 7}) {
@@ -331,10 +331,10 @@ TEST_P(Leapfrog, StreamsInterleaveToTheBaseSequence) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Generators, Leapfrog,
+INSTANTIATE_TEST_SUITE_P(RngGenerators, RngLeapfrog,
                          ::testing::Values(VRS_BRNG_MCG31M1, VRS_BRNG_MCG59, VRS_BRNG_WH + 17));
 
-TEST(LeapfrogStatus, NegativeCountAndUnsupported) {
+TEST(RngLeapfrogStatus, NegativeCountAndUnsupported) {
   for (int32_t id :
        {VRS_BRNG_MCG31M1, VRS_BRNG_R250, VRS_BRNG_MRG32K3A, VRS_BRNG_MCG59, VRS_BRNG_WH}) {
     Stream s(id, {1});
@@ -347,7 +347,7 @@ TEST(LeapfrogStatus, NegativeCountAndUnsupported) {
   EXPECT_EQ(__vrsSkipAheadStream(r250.get(), 5), VRS_ERROR_SKIPAHEAD_UNSUPPORTED);
 }
 
-TEST(LeapfrogStatus, Mcg59IdentityLeapfrog) {
+TEST(RngLeapfrogStatus, Mcg59IdentityLeapfrog) {
   Stream s(VRS_BRNG_MCG59, {9, 9}), t(VRS_BRNG_MCG59, {9, 9});
   ASSERT_EQ(__vrsLeapfrogStream(s.get(), 0, 1), 0);
   EXPECT_EQ(std::memcmp(nex_test::state<char>(s.get()), nex_test::state<char>(t.get()), 16), 0);
@@ -355,10 +355,10 @@ TEST(LeapfrogStatus, Mcg59IdentityLeapfrog) {
 
 // ---- Skip-ahead -----------------------------------------------------------
 
-class SkipAhead : public ::testing::TestWithParam<int32_t> {};
+class RngSkipAhead : public ::testing::TestWithParam<int32_t> {};
 
 // Skipping s equals generating and dropping s numbers, for random s up to 1e7.
-TEST_P(SkipAhead, EqualsGenerateAndDrop) {
+TEST_P(RngSkipAhead, EqualsGenerateAndDrop) {
   const int32_t brng = GetParam();
   std::mt19937_64 pick(777);
   std::vector<uint64_t> counts = {0, 1, 15, 16, 17, 1000};
@@ -378,12 +378,12 @@ TEST_P(SkipAhead, EqualsGenerateAndDrop) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Generators, SkipAhead,
+INSTANTIATE_TEST_SUITE_P(RngGenerators, RngSkipAhead,
                          ::testing::Values(VRS_BRNG_MCG31M1, VRS_BRNG_MCG59, VRS_BRNG_MRG32K3A,
                                            VRS_BRNG_WH + 99));
 
 // Huge counts against powers computed independently with GMP.
-TEST(SkipAheadHuge, CongruentialAgainstGmp) {
+TEST(RngSkipAheadHuge, CongruentialAgainstGmp) {
   std::mt19937_64 pick(4242);
   for (int rep = 0; rep < 20; ++rep) {
     const uint64_t s = pick() | (uint64_t{1} << 63);
@@ -445,7 +445,7 @@ void mpz_matrix_skip(uint32_t* v, const uint64_t row[3], uint64_t m, uint64_t e)
   mpz_clear(mod);
 }
 
-TEST(SkipAheadHuge, Mrg32k3aAgainstGmpMatrixPower) {
+TEST(RngSkipAheadHuge, Mrg32k3aAgainstGmpMatrixPower) {
   struct MrgState {
     uint32_t x[3], y[3];
   };
@@ -465,7 +465,7 @@ TEST(SkipAheadHuge, Mrg32k3aAgainstGmpMatrixPower) {
 
 // ---- Modular powers -------------------------------------------------------
 
-TEST(PowMod, AgainstGmp) {
+TEST(RngPowMod, AgainstGmp) {
   std::mt19937_64 pick(2718);
   EXPECT_EQ(__vrsiPowMod(12345, 0, 97), 1u);
   EXPECT_EQ(__vrsiPowMod2P31M1(12345, 0), 1u);

@@ -73,9 +73,9 @@ int32_t jump(JumpFn fn, TestStream& t, uint64_t s) {
             3, kTerms);
 }
 
-class PolyJump : public ::testing::TestWithParam<JumpFn> {};
+class RngPolyJump : public ::testing::TestWithParam<JumpFn> {};
 
-TEST_P(PolyJump, EqualsWalking) {
+TEST_P(RngPolyJump, EqualsWalking) {
   std::mt19937_64 pick(31337);
   std::vector<uint64_t> counts = {1, 2, 7, 8, 88, 89, 90, 127, 128, 255, 256, 1000};
   for (int i = 0; i < 10; ++i) counts.push_back(pick() % 200000);
@@ -87,7 +87,7 @@ TEST_P(PolyJump, EqualsWalking) {
   }
 }
 
-TEST_P(PolyJump, HugeCountsCompose) {
+TEST_P(RngPolyJump, HugeCountsCompose) {
   std::mt19937_64 pick(8080);
   for (int rep = 0; rep < 10; ++rep) {
     const uint64_t s1 = pick() >> 1, s2 = pick() >> 1;
@@ -106,7 +106,7 @@ TEST_P(PolyJump, HugeCountsCompose) {
   }
 }
 
-TEST_P(PolyJump, ZeroSkipAllocatesNothing) {
+TEST_P(RngPolyJump, ZeroSkipAllocatesNothing) {
   TestStream t(1), u(1);
   const long live = nex_serv_live_allocations();
   nex_serv_set_allocation_failure(1);
@@ -116,7 +116,7 @@ TEST_P(PolyJump, ZeroSkipAllocatesNothing) {
   EXPECT_EQ(t.take(10), u.take(10));
 }
 
-TEST_P(PolyJump, AllocationFailuresLeaveTheStream) {
+TEST_P(RngPolyJump, AllocationFailuresLeaveTheStream) {
   const long live = nex_serv_live_allocations();
   // Horner makes 3 blocks (polynomial, work area, work state), the window 5.
   for (int k = 1; k <= 5; ++k) {
@@ -134,7 +134,7 @@ TEST_P(PolyJump, AllocationFailuresLeaveTheStream) {
   EXPECT_EQ(nex_serv_live_allocations(), live);
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, PolyJump,
+INSTANTIATE_TEST_SUITE_P(RngBoth, RngPolyJump,
                          ::testing::Values(&__vrs_SkipAheadHorner, &__vrs_SkipAheadSWin));
 
 // x^e mod P by a plain bit-at-a-time method, for comparison.
@@ -167,7 +167,7 @@ std::vector<uint8_t> naive_rem(uint64_t e, const std::vector<uint32_t>& terms) {
   return r;
 }
 
-TEST(PolyRem, AgainstPlainArithmetic) {
+TEST(RngPolyRem, AgainstPlainArithmetic) {
   const std::vector<std::vector<uint32_t>> polys = {
       {0, 38, 89}, {0, 1, 3, 4, 64}, {0, 1, 2, 7, 127}, {0, 103, 250}, {0, 5, 65}};
   std::mt19937_64 pick(1234);
@@ -190,7 +190,7 @@ TEST(PolyRem, AgainstPlainArithmetic) {
   }
 }
 
-TEST(PolyRem, AllocationFailureAndBadShapes) {
+TEST(RngPolyRem, AllocationFailureAndBadShapes) {
   const long live = nex_serv_live_allocations();
   uint64_t out[4];
   nex_serv_set_allocation_failure(1);
@@ -203,7 +203,7 @@ TEST(PolyRem, AllocationFailureAndBadShapes) {
   EXPECT_EQ(nex_serv_live_allocations(), live);
 }
 
-TEST(Vect3PowMod, ZeroAndOneStep) {
+TEST(RngVect3PowMod, ZeroAndOneStep) {
   const uint32_t m = 4294967087u;
   const uint32_t row[3] = {0, 1403580u, m - 810728u};  // newest, middle, oldest
   uint32_t v[3] = {1, 2, 3};

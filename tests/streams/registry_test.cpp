@@ -14,9 +14,9 @@ struct DecodeCase {
   int32_t sub;
 };
 
-class DecodeTest : public ::testing::TestWithParam<DecodeCase> {};
+class RngDecodeTest : public ::testing::TestWithParam<DecodeCase> {};
 
-TEST_P(DecodeTest, TableIndexAndSub) {
+TEST_P(RngDecodeTest, TableIndexAndSub) {
   const DecodeCase c = GetParam();
   int32_t index = -7, sub = -7;
   VrsBrngProperties* table = __vrsGetBrngBaseOffset(c.brng, &index, &sub);
@@ -26,7 +26,7 @@ TEST_P(DecodeTest, TableIndexAndSub) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Ids, DecodeTest,
+    RngIds, RngDecodeTest,
     ::testing::Values(DecodeCase{0, true, 0, 0}, DecodeCase{3, true, 3, 0},
                       DecodeCase{4, true, 4, 0}, DecodeCase{276, true, 4, 272},
                       DecodeCase{277, true, 277, 0}, DecodeCase{281, true, 281, 0},
@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(
                       DecodeCase{0x900000 + 6023, false, 8, 6023},
                       DecodeCase{0x1000000, false, 15, 0}, DecodeCase{0x1100005, false, 16, 5}));
 
-TEST(Registry, RowsAsPublished) {
+TEST(RngRegistry, RowsAsPublished) {
   struct Expect {
     int32_t brng, state, seeds, zero, word, bits;
   };
@@ -67,7 +67,7 @@ TEST(Registry, RowsAsPublished) {
     EXPECT_EQ(std::memcmp(&__RegBrngs[i], &zero, sizeof zero), 0) << i;
 }
 
-TEST(Registry, ValidityRules) {
+TEST(RngRegistry, ValidityRules) {
   EXPECT_EQ(__vrsIsBrngValid(__RegBrngs, 280, 999), VRS_STATUS_OK);  // sub not read
   EXPECT_EQ(__vrsIsBrngValid(__RegBrngs, 279, 0), VRS_STATUS_OK);
   EXPECT_EQ(__vrsIsBrngValid(__RegBrngs, 281, 0), VRS_ERROR_INVALID_BRNG);
@@ -77,10 +77,10 @@ TEST(Registry, ValidityRules) {
   EXPECT_EQ(__vrsIsBrngValid(__RegBrngsNew, 0, -1), VRS_STATUS_OK);  // signed comparison
 }
 
-class RefusedIdTest : public ::testing::TestWithParam<int32_t> {};
+class RngRefusedIdTest : public ::testing::TestWithParam<int32_t> {};
 
 // Every refusal leaves stream_out untouched and allocates nothing.
-TEST_P(RefusedIdTest, NewStreamReturnsInvalidBrng) {
+TEST_P(RngRefusedIdTest, NewStreamReturnsInvalidBrng) {
   const long live = nex_serv_live_allocations();
   VrsStream* sentinel = reinterpret_cast<VrsStream*>(uintptr_t{0x1234});
   VrsStream* s = sentinel;
@@ -90,14 +90,14 @@ TEST_P(RefusedIdTest, NewStreamReturnsInvalidBrng) {
   EXPECT_EQ(nex_serv_live_allocations(), live);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ids, RefusedIdTest,
+INSTANTIATE_TEST_SUITE_P(RngIds, RngRefusedIdTest,
                          ::testing::Values(0xA00000, 0xB00000, 0xC00000, 0xA00001,  // abstract rows
                                            0x500000 + 273, 0x900000 + 6024,  // past the sub count
                                            281, 279, 280, -1,
                                            0x7FF00000,            // out of range / empty rows
                                            0x600000, 0x800000));  // rows not built here
 
-TEST(Registry, LegacyAndFamilyIdsGiveTheSameStreams) {
+TEST(RngRegistry, LegacyAndFamilyIdsGiveTheSameStreams) {
   const std::vector<uint32_t> seed = {12345, 678, 9, 10, 11, 12};
   for (int32_t legacy : {0, 1, 2, 3, 4, 100, 276}) {
     const int32_t family = legacy >= 4 ? 0x500000 + (legacy - 4) : (legacy + 1) << 20;
@@ -110,7 +110,7 @@ TEST(Registry, LegacyAndFamilyIdsGiveTheSameStreams) {
   }
 }
 
-TEST(Registry, NewStreamHead) {
+TEST(RngRegistry, NewStreamHead) {
   Stream s(VRS_BRNG_MCG59, {5});
   EXPECT_EQ(s->brng, VRS_BRNG_MCG59);
   EXPECT_EQ(s->stream_flag, 1);
@@ -120,7 +120,7 @@ TEST(Registry, NewStreamHead) {
   EXPECT_EQ(reinterpret_cast<uintptr_t>(s.get()) % 128, 0u);
 }
 
-TEST(Registry, AllocateStreamChecksFirst) {
+TEST(RngRegistry, AllocateStreamChecksFirst) {
   VrsStream* s = nullptr;
   EXPECT_EQ(__vrsAllocateStream(&s, __RegBrngsNew, 0x500000 + 273, 4, 273), VRS_ERROR_INVALID_BRNG);
   EXPECT_EQ(s, nullptr);
@@ -132,7 +132,7 @@ TEST(Registry, AllocateStreamChecksFirst) {
   EXPECT_EQ(s, nullptr);
 }
 
-TEST(Registry, InitStreamRefusesUnknownMethods) {
+TEST(RngRegistry, InitStreamRefusesUnknownMethods) {
   Stream s(VRS_BRNG_MCG31M1, {1});
   for (int32_t id :
        {VRS_BRNG_MCG31M1, VRS_BRNG_R250, VRS_BRNG_MRG32K3A, VRS_BRNG_MCG59, VRS_BRNG_WH}) {
@@ -143,7 +143,7 @@ TEST(Registry, InitStreamRefusesUnknownMethods) {
   }
 }
 
-TEST(Registry, CopyStreamContinuesIdentically) {
+TEST(RngRegistry, CopyStreamContinuesIdentically) {
   for (int32_t id :
        {VRS_BRNG_MCG31M1, VRS_BRNG_R250, VRS_BRNG_MRG32K3A, VRS_BRNG_MCG59, VRS_BRNG_WH + 100, 7}) {
     Stream a(id, {99, 98, 97, 96});
@@ -155,7 +155,7 @@ TEST(Registry, CopyStreamContinuesIdentically) {
   }
 }
 
-TEST(Registry, CopyStateMovesSeedWords) {
+TEST(RngRegistry, CopyStateMovesSeedWords) {
   Stream a(VRS_BRNG_MCG59, {1, 2}), b(VRS_BRNG_MCG59, {3});
   nex_test::words(a.get(), 5);
   ASSERT_EQ(__vrsCopyStreamState(b.get(), a.get()), VRS_STATUS_OK);
@@ -192,7 +192,7 @@ int32_t user_i(VrsStream* s, int32_t n, void* r) {
   return 0;
 }
 
-TEST(Registry, RegistrationOrderOfTestsAndIds) {
+TEST(RngRegistry, RegistrationOrderOfTestsAndIds) {
   VrsBrngProperties p{20, 1, 1, 4, 32, user_init, user_s, user_d, user_i};
   auto with = [&](auto edit) {
     VrsBrngProperties q = p;
@@ -255,7 +255,7 @@ TEST(Registry, RegistrationOrderOfTestsAndIds) {
   EXPECT_EQ((std::vector<uint32_t>{7, 8, 9}), nex_test::words(s.get(), 3));
 }
 
-TEST(Registry, GetPropertiesRanges) {
+TEST(RngRegistry, GetPropertiesRanges) {
   VrsBrngProperties p{};
   EXPECT_EQ(__vrsGetBrngProperties(280, &p), VRS_STATUS_OK);
   EXPECT_EQ(p.state_size, 0);
@@ -265,7 +265,7 @@ TEST(Registry, GetPropertiesRanges) {
 }
 
 // Allocation failures: every failure point returns -4 and nothing leaks.
-TEST(Registry, AllocationFailures) {
+TEST(RngRegistry, AllocationFailures) {
   const long live = nex_serv_live_allocations();
   VrsStream* s = reinterpret_cast<VrsStream*>(uintptr_t{0x10});
   nex_serv_set_allocation_failure(1);

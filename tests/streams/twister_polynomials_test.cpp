@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(TwisterPolynomials, TellingExponents) {
+TEST(RngTwisterPolynomials, TellingExponents) {
   const uint32_t* mt = VrsMt19937JumpTable;
   EXPECT_EQ((std::vector<uint32_t>(mt, mt + 6)),
             (std::vector<uint32_t>{0, 1189, 1416, 1585, 1643, 1870}));
@@ -125,11 +125,11 @@ void check_jumps(VrsJumpNextFn next, int32_t degree, int32_t terms, const uint32
   }
 }
 
-TEST(TwisterPolynomials, Mt19937JumpEqualsWalking) {
+TEST(RngTwisterPolynomials, Mt19937JumpEqualsWalking) {
   check_jumps<MtRing>(mt_next, kMt19937JumpDegree, kMt19937JumpTerms, VrsMt19937JumpTable);
 }
 
-TEST(TwisterPolynomials, Sfmt19937JumpEqualsWalking) {
+TEST(RngTwisterPolynomials, Sfmt19937JumpEqualsWalking) {
   check_jumps<SfRing>(sf_next, kSfmt19937JumpDegree, kSfmt19937JumpTerms, VrsSfmt19937JumpTable);
 }
 
