@@ -49,11 +49,15 @@ void LoopFmod(int n, const T* a, const T* b, T* r) {
   for (int i = 0; i < n; ++i) r[i] = std::fmod(a[i], b[i]);
 }
 
-#define NEX_BENCH(name, T, fn, wide)                                      \
-  void BM_##name(benchmark::State& s) { Run<T>(s, fn<T>, wide); }         \
+#define NEX_BENCH(name, T, fn, wide)    \
+  void BM_##name(benchmark::State& s) { \
+    Run<T>(s, fn<T>, wide);             \
+  }                                     \
   BENCHMARK(BM_##name)->Arg(1000)->Arg(100000);
-#define NEX_BENCH_KERNEL(name, T, fn, wide)                               \
-  void BM_##name(benchmark::State& s) { Run<T>(s, fn, wide); }            \
+#define NEX_BENCH_KERNEL(name, T, fn, wide) \
+  void BM_##name(benchmark::State& s) {     \
+    Run<T>(s, fn, wide);                    \
+  }                                         \
   BENCHMARK(BM_##name)->Arg(1000)->Arg(100000);
 
 NEX_BENCH_KERNEL(sDiv_nex, float, _vtmsDiv, false)

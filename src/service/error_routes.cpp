@@ -8,9 +8,13 @@
 
 namespace nex::service {
 
-void set_errno(int value) { errno = value; }
+void set_errno(int value) {
+  errno = value;
+}
 
-void print_name(int number, const char* name) { nex_serv_print(1, number, 1, name); }
+void print_name(int number, const char* name) {
+  nex_serv_print(1, number, 1, name);
+}
 
 void print_name_index(int number, const char* name, int32_t index) {
   nex_serv_print(1, number, 2, name, static_cast<int>(index));

@@ -64,37 +64,55 @@ bool HasValues(int32_t status) {
 
 int ErrnoOf(int32_t status) {
   switch (status) {
-    case VTM_STATUS_OK: return 0;
-    case VTM_STATUS_DOMAIN: return 33;
+    case VTM_STATUS_OK:
+      return 0;
+    case VTM_STATUS_DOMAIN:
+      return 33;
     case VTM_STATUS_SINGULARITY:
     case VTM_STATUS_OVERFLOW:
-    case VTM_STATUS_UNDERFLOW: return 34;
-    case VTM_STATUS_BAD_ARGUMENT: return 22;
-    case VTM_STATUS_BAD_MEMORY: return 13;
-    default: return 14;
+    case VTM_STATUS_UNDERFLOW:
+      return 34;
+    case VTM_STATUS_BAD_ARGUMENT:
+      return 22;
+    case VTM_STATUS_BAD_MEMORY:
+      return 13;
+    default:
+      return 14;
   }
 }
 
 int FirstMessageOf(int32_t status) {
   switch (status) {
-    case VTM_STATUS_DOMAIN: return 737;
-    case VTM_STATUS_SINGULARITY: return 738;
-    case VTM_STATUS_OVERFLOW: return 739;
-    case VTM_STATUS_UNDERFLOW: return 740;
-    case VTM_STATUS_BAD_ARGUMENT: return 735;
-    case VTM_STATUS_BAD_MEMORY: return 736;
-    default: return 741;
+    case VTM_STATUS_DOMAIN:
+      return 737;
+    case VTM_STATUS_SINGULARITY:
+      return 738;
+    case VTM_STATUS_OVERFLOW:
+      return 739;
+    case VTM_STATUS_UNDERFLOW:
+      return 740;
+    case VTM_STATUS_BAD_ARGUMENT:
+      return 735;
+    case VTM_STATUS_BAD_MEMORY:
+      return 736;
+    default:
+      return 741;
   }
 }
 
 // x87 status-word flag of a status: invalid, zero divide, overflow, underflow.
 uint32_t X87FlagOf(int32_t status) {
   switch (status) {
-    case VTM_STATUS_DOMAIN: return 0x01;
-    case VTM_STATUS_SINGULARITY: return 0x04;
-    case VTM_STATUS_OVERFLOW: return 0x08;
-    case VTM_STATUS_UNDERFLOW: return 0x10;
-    default: return 0;
+    case VTM_STATUS_DOMAIN:
+      return 0x01;
+    case VTM_STATUS_SINGULARITY:
+      return 0x04;
+    case VTM_STATUS_OVERFLOW:
+      return 0x08;
+    case VTM_STATUS_UNDERFLOW:
+      return 0x10;
+    default:
+      return 0;
   }
 }
 
@@ -107,7 +125,9 @@ uint32_t X87UnmaskOf(uint32_t mode) {
   return m;
 }
 
-bool SameBits(double a, double b) { return __builtin_memcmp(&a, &b, sizeof a) == 0; }
+bool SameBits(double a, double b) {
+  return __builtin_memcmp(&a, &b, sizeof a) == 0;
+}
 
 void StderrRoute(const VtmErrorRecord& rec) {
   const int32_t status = rec.code;
@@ -167,8 +187,8 @@ void ReportOf(int32_t status, int32_t index, const E* a1, const E* a2, E* r1, E*
   if (state->interf_input_vector != nullptr) {
     // A chunk of a larger array: make the index global. The byte distance
     // is shifted arithmetically, so a chunk before the pointer works too.
-    const ptrdiff_t bytes = reinterpret_cast<const char*>(a1) -
-                            static_cast<const char*>(state->interf_input_vector);
+    const ptrdiff_t bytes =
+        reinterpret_cast<const char*>(a1) - static_cast<const char*>(state->interf_input_vector);
     rec.index = static_cast<int32_t>(index + (bytes >> P::kShift));
   }
   int len = 0;
@@ -207,8 +227,8 @@ void ReportOf(int32_t status, int32_t index, const E* a1, const E* a2, E* r1, E*
 
 }  // namespace
 
-void ReportS(int32_t status, int32_t index, const float* a1, const float* a2, float* r1,
-             float* r2, const char* name) {
+void ReportS(int32_t status, int32_t index, const float* a1, const float* a2, float* r1, float* r2,
+             const char* name) {
   ReportOf(status, index, a1, a2, r1, r2, name);
 }
 void ReportD(int32_t status, int32_t index, const double* a1, const double* a2, double* r1,

@@ -16,8 +16,8 @@ namespace nex::vtm {
 // status, index relative to the arrays passed, first and second arguments,
 // first and second results (a function of one argument or one result passes
 // the same array twice), and the function's name ("vsExp").
-void ReportS(int32_t status, int32_t index, const float* a1, const float* a2, float* r1,
-             float* r2, const char* name);
+void ReportS(int32_t status, int32_t index, const float* a1, const float* a2, float* r1, float* r2,
+             const char* name);
 void ReportD(int32_t status, int32_t index, const double* a1, const double* a2, double* r1,
              double* r2, const char* name);
 void ReportC(int32_t status, int32_t index, const VtmComplex8* a1, const VtmComplex8* a2,
@@ -30,8 +30,8 @@ inline void Report(int32_t s, int32_t i, const float* a1, const float* a2, float
                    const char* name) {
   ReportS(s, i, a1, a2, r1, r2, name);
 }
-inline void Report(int32_t s, int32_t i, const double* a1, const double* a2, double* r1,
-                   double* r2, const char* name) {
+inline void Report(int32_t s, int32_t i, const double* a1, const double* a2, double* r1, double* r2,
+                   const char* name) {
   ReportD(s, i, a1, a2, r1, r2, name);
 }
 inline void Report(int32_t s, int32_t i, const VtmComplex8* a1, const VtmComplex8* a2,
@@ -59,8 +59,7 @@ template <KernelName Name, int In, int Out>
 struct ReportAs {
   template <class T>
   static void report(int status, ptrdiff_t index, const T* const* in, T* const* out) {
-    Report(status, static_cast<int32_t>(index), in[0], in[In - 1], out[0], out[Out - 1],
-           Name.text);
+    Report(status, static_cast<int32_t>(index), in[0], in[In - 1], out[0], out[Out - 1], Name.text);
   }
 };
 

@@ -36,13 +36,18 @@ VtmErrorCallBack SetErrorCallBack(VtmErrorCallBack callback) {
 }  // namespace
 }  // namespace nex::vtm
 
-NEX_EXPORT int32_t _vtmSetErrStatus(int32_t status) { return nex::vtm::SetErrStatus(status); }
+NEX_EXPORT int32_t _vtmSetErrStatus(int32_t status) {
+  return nex::vtm::SetErrStatus(status);
+}
 NEX_EXPORT int32_t nex_vtm_kernel_SetErrStatus(int32_t) __attribute__((alias("_vtmSetErrStatus")));
-NEX_EXPORT int32_t _vtmGetErrStatus(void) { return nex::vtm::GetThreadState()->err_status; }
+NEX_EXPORT int32_t _vtmGetErrStatus(void) {
+  return nex::vtm::GetThreadState()->err_status;
+}
 NEX_EXPORT int32_t nex_vtm_kernel_GetErrStatus(void) __attribute__((alias("_vtmGetErrStatus")));
-NEX_EXPORT int32_t _vtmClearErrStatus(void) { return nex::vtm::SetErrStatus(0); }
-NEX_EXPORT int32_t nex_vtm_kernel_ClearErrStatus(void)
-    __attribute__((alias("_vtmClearErrStatus")));
+NEX_EXPORT int32_t _vtmClearErrStatus(void) {
+  return nex::vtm::SetErrStatus(0);
+}
+NEX_EXPORT int32_t nex_vtm_kernel_ClearErrStatus(void) __attribute__((alias("_vtmClearErrStatus")));
 
 NEX_EXPORT VtmErrorCallBack _vtmSetErrorCallBack(VtmErrorCallBack callback) {
   return nex::vtm::SetErrorCallBack(callback);

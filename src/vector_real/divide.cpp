@@ -19,12 +19,18 @@ namespace {
 
 constexpr uint32_t kInfBits = 0x7F800000u;
 
-inline bool IsZero(float x) { return (x < 0 ? -x : x) == 0.0f; }
+inline bool IsZero(float x) {
+  return (x < 0 ? -x : x) == 0.0f;
+}
 
-inline uint32_t AbsBits(float x) { return to_bits(x) & 0x7FFFFFFFu; }
+inline uint32_t AbsBits(float x) {
+  return to_bits(x) & 0x7FFFFFFFu;
+}
 
 // sDiv reports when |b| is zero and |a| is not a NaN.
-inline bool DivReports(float a, float b) { return IsZero(b) && AbsBits(a) <= kInfBits; }
+inline bool DivReports(float a, float b) {
+  return IsZero(b) && AbsBits(a) <= kInfBits;
+}
 
 // Walks lanes of `mask` from low to high and reports those that `reports`
 // still finds exceptional on the arrays after the store.

@@ -38,10 +38,10 @@ struct LaneBits<float> {
   // Lanes that are not normal numbers: zero, denormal, infinity or NaN.
   static V not_normal(V x) {
     const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));
-    const __m128i t = _mm_sub_epi32(_mm_and_si128(i(x), _mm_set1_epi32(0x7FFFFFFF)),
-                                    _mm_set1_epi32(0x00800000));
-    const __m128i normal = _mm_cmplt_epi32(_mm_xor_si128(t, bias),
-                                           _mm_xor_si128(_mm_set1_epi32(0x7F000000), bias));
+    const __m128i t =
+        _mm_sub_epi32(_mm_and_si128(i(x), _mm_set1_epi32(0x7FFFFFFF)), _mm_set1_epi32(0x00800000));
+    const __m128i normal =
+        _mm_cmplt_epi32(_mm_xor_si128(t, bias), _mm_xor_si128(_mm_set1_epi32(0x7F000000), bias));
     return v(_mm_xor_si128(normal, _mm_set1_epi32(-1)));
   }
   // Biased exponent of each lane, in 32-bit lanes aligned with the elements.
@@ -84,8 +84,8 @@ struct LaneBits<double> {
     const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));
     const __m128i t = _mm_sub_epi32(_mm_and_si128(high(x), _mm_set1_epi32(0x7FFFFFFF)),
                                     _mm_set1_epi32(0x00100000));
-    const __m128i normal = _mm_cmplt_epi32(_mm_xor_si128(t, bias),
-                                           _mm_xor_si128(_mm_set1_epi32(0x7FE00000), bias));
+    const __m128i normal =
+        _mm_cmplt_epi32(_mm_xor_si128(t, bias), _mm_xor_si128(_mm_set1_epi32(0x7FE00000), bias));
     return v(_mm_xor_si128(normal, _mm_set1_epi32(-1)));
   }
   // Biased exponent of each element, in both 32-bit halves of its lane.

@@ -77,10 +77,10 @@ using M = MxcsrWay;
 using namespace nex::vtm;
 
 extern "C" void nex_vtm_k_sNextAfter(int n, const float* a, const float* b, float* r) {
-  RunTwoReporting<NextAfterOp<float>, X::kMasked, M::kByMode, ReportAs<"vsNextAfter", 2, 1>>(
-      n, a, b, r);
+  RunTwoReporting<NextAfterOp<float>, X::kMasked, M::kByMode, ReportAs<"vsNextAfter", 2, 1>>(n, a,
+                                                                                             b, r);
 }
 extern "C" void nex_vtm_k_dNextAfter(int n, const double* a, const double* b, double* r) {
-  RunTwoReporting<NextAfterOp<double>, X::kMasked, M::kByMode, ReportAs<"vdNextAfter", 2, 1>>(
-      n, a, b, r);
+  RunTwoReporting<NextAfterOp<double>, X::kMasked, M::kByMode, ReportAs<"vdNextAfter", 2, 1>>(n, a,
+                                                                                              b, r);
 }

@@ -32,9 +32,9 @@ template <class T>
 struct RemConst;
 template <>
 struct RemConst<float> {
-  static constexpr int kLimit = 10;              // exponent difference served packed
+  static constexpr int kLimit = 10;                 // exponent difference served packed
   static constexpr uint32_t kHiMask = 0xFFFFF000u;  // b_hi: 12 significant bits
-  static constexpr int kMinExpB = 24;            // biased exponent of |b|, at least
+  static constexpr int kMinExpB = 24;               // biased exponent of |b|, at least
 };
 template <>
 struct RemConst<double> {
@@ -50,7 +50,7 @@ struct Significand {
   using U = typename Simd<T>::Bits;
   using B = LaneBits<T>;
   static constexpr U kHidden = U{1} << (B::kPrecision - 1);
-  U m;  // in [2^(p-1), 2^p)
+  U m;    // in [2^(p-1), 2^p)
   int e;  // exponent of the last bit: the value is m 2^e
 
   // |x| nonzero and finite, given as its magnitude bits.
@@ -266,10 +266,10 @@ using M = MxcsrWay;
 
 using namespace nex::vtm;
 
-#define NEX_REMAINDER_KERNEL(t, T, name, kind)                                               \
-  extern "C" void nex_vtm_k_##t##name(int n, const T* a, const T* b, T* r) {                 \
+#define NEX_REMAINDER_KERNEL(t, T, name, kind)                                                   \
+  extern "C" void nex_vtm_k_##t##name(int n, const T* a, const T* b, T* r) {                     \
     RunTwoReporting<RemainderOp<T, kind>, X::kMasked, M::kByMode, ReportAs<"v" #t #name, 2, 1>>( \
-        n, a, b, r);                                                                          \
+        n, a, b, r);                                                                             \
   }
 NEX_REMAINDER_KERNEL(s, float, Fmod, Kind::kFmod)
 NEX_REMAINDER_KERNEL(d, double, Fmod, Kind::kFmod)

@@ -89,9 +89,14 @@ void RandomPairs(size_t n, uint64_t seed, std::vector<T>* a, std::vector<T>* b) 
     const int ea = any(g);
     int eb;
     switch (kind(g)) {
-      case 0: eb = any(g); break;
-      case 1: eb = low(g); break;
-      default: eb = std::clamp(ea - near(g), 0, top);
+      case 0:
+        eb = any(g);
+        break;
+      case 1:
+        eb = low(g);
+        break;
+      default:
+        eb = std::clamp(ea - near(g), 0, top);
     }
     (*a)[i] = RandomFinite<T>(g, ea);
     T y = RandomFinite<T>(g, eb);
@@ -123,8 +128,8 @@ TYPED_TEST_SUITE(Exact, Types);
 // Runs `kernel` over the data at several lengths and misalignments (heads
 // and tails of the masked blocks) and compares every element with `oracle`.
 template <class T, class Oracle>
-void CompareAll(Kernel2<T> kernel, const std::vector<T>& a, const std::vector<T>& b,
-                Oracle oracle, const char* what) {
+void CompareAll(Kernel2<T> kernel, const std::vector<T>& a, const std::vector<T>& b, Oracle oracle,
+                const char* what) {
   std::vector<T> want(a.size());
   for (size_t i = 0; i < a.size(); ++i) want[i] = oracle(a[i], b[i]);
   const int lengths[] = {1, 3, 7, 8, 9, 15, 17, 61};
@@ -140,8 +145,8 @@ void CompareAll(Kernel2<T> kernel, const std::vector<T>& a, const std::vector<T>
     for (int j = 0; j < n; ++j) {
       const size_t i = start + j;
       ASSERT_TRUE(SameResult(br[offset + j], want[i]))
-          << what << "(" << a[i] << ", " << b[i] << ") = " << br[offset + j] << ", want "
-          << want[i] << " [n " << n << " lane " << j << " offset " << offset << "]";
+          << what << "(" << a[i] << ", " << b[i] << ") = " << br[offset + j] << ", want " << want[i]
+          << " [n " << n << " lane " << j << " offset " << offset << "]";
     }
     start += n;
   }
@@ -151,8 +156,8 @@ TYPED_TEST(Exact, FmodMatchesMpfrAcrossTheExponentRange) {
   using T = TypeParam;
   std::vector<T> a, b;
   RandomPairs<T>(30000, 11, &a, &b);
-  CompareAll<T>(Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); },
-                "Fmod");
+  CompareAll<T>(
+      Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); }, "Fmod");
   EXPECT_TRUE(Recorder::seen.empty());
 }
 
@@ -160,8 +165,9 @@ TYPED_TEST(Exact, RemainderMatchesMpfrAcrossTheExponentRange) {
   using T = TypeParam;
   std::vector<T> a, b;
   RandomPairs<T>(30000, 12, &a, &b);
-  CompareAll<T>(Kernels<T>::kRemainder, a, b,
-                [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); }, "Remainder");
+  CompareAll<T>(
+      Kernels<T>::kRemainder, a, b, [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); },
+      "Remainder");
   EXPECT_TRUE(Recorder::seen.empty());
 }
 
@@ -187,10 +193,11 @@ TYPED_TEST(Exact, TiesAndNearMultiples) {
     a.push_back(-std::nextafter(m, T(1e30)));
     b.push_back(y);
   }
-  CompareAll<T>(Kernels<T>::kRemainder, a, b,
-                [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); }, "Remainder");
-  CompareAll<T>(Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); },
-                "Fmod");
+  CompareAll<T>(
+      Kernels<T>::kRemainder, a, b, [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); },
+      "Remainder");
+  CompareAll<T>(
+      Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); }, "Fmod");
 }
 
 TYPED_TEST(Exact, FmodIsExactAlsoWhenTheModeFlushesDenormals) {
@@ -198,10 +205,11 @@ TYPED_TEST(Exact, FmodIsExactAlsoWhenTheModeFlushesDenormals) {
   _vtmSetMode(VTM_FLUSH_ZERO_ON);
   std::vector<T> a, b;
   RandomPairs<T>(4000, 13, &a, &b);
-  CompareAll<T>(Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); },
-                "Fmod");
-  CompareAll<T>(Kernels<T>::kRemainder, a, b,
-                [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); }, "Remainder");
+  CompareAll<T>(
+      Kernels<T>::kFmod, a, b, [](T x, T y) { return Mpfr<T>(mpfr_fmod, x, y); }, "Fmod");
+  CompareAll<T>(
+      Kernels<T>::kRemainder, a, b, [](T x, T y) { return Mpfr<T>(mpfr_remainder, x, y); },
+      "Remainder");
   _vtmSetMode(0x00040000);
 }
 
@@ -209,9 +217,22 @@ TYPED_TEST(Exact, FmodIsExactAlsoWhenTheModeFlushesDenormals) {
 template <class T>
 std::vector<T> MixedValues(size_t n, uint64_t seed) {
   using L = std::numeric_limits<T>;
-  std::vector<T> v = {T(0), -T(0), T(1), -T(1), L::infinity(), -L::infinity(), L::quiet_NaN(),
-                      L::denorm_min(), -L::denorm_min(), L::min(), -L::min(), L::max(), -L::max(),
-                      nex::test::SignalingNan<T>(), T(0.75), T(3)};
+  std::vector<T> v = {T(0),
+                      -T(0),
+                      T(1),
+                      -T(1),
+                      L::infinity(),
+                      -L::infinity(),
+                      L::quiet_NaN(),
+                      L::denorm_min(),
+                      -L::denorm_min(),
+                      L::min(),
+                      -L::min(),
+                      L::max(),
+                      -L::max(),
+                      nex::test::SignalingNan<T>(),
+                      T(0.75),
+                      T(3)};
   std::mt19937_64 g(seed);
   std::uniform_int_distribution<int> any(0, MaxBiased<T>()), pick(0, 9);
   while (v.size() < n) {
@@ -236,8 +257,8 @@ TYPED_TEST(Exact, NextAfterMatchesTheCLibraryAndReportsItsStatuses) {
   std::vector<T> a = MixedValues<T>(6000, 21), b = MixedValues<T>(6000, 22);
   // Neighbouring pairs: steps into and out of the denormals and to infinity.
   for (size_t i = 0; i + 1 < a.size(); i += 5) b[i] = a[i + 1];
-  CompareAll<T>(Kernels<T>::kNextAfter, a, b, [](T x, T y) { return std::nextafter(x, y); },
-                "NextAfter");
+  CompareAll<T>(
+      Kernels<T>::kNextAfter, a, b, [](T x, T y) { return std::nextafter(x, y); }, "NextAfter");
   // One call over everything, checking the statuses in order.
   Recorder::seen.clear();
   std::vector<T> r(a.size());
@@ -261,7 +282,8 @@ T Quotient(T x, T y) {
   constexpr BitsOf<T> quiet = sizeof(T) == 4 ? 0x00400000u : 0x0008000000000000ull;
   if (std::isnan(x)) return FromBits<T>(nex::test::Bits(x) | quiet);
   if (std::isnan(y)) return FromBits<T>(nex::test::Bits(y) | quiet);
-  if ((x == 0 && y == 0) || (std::isinf(x) && std::isinf(y))) return -std::numeric_limits<T>::quiet_NaN();
+  if ((x == 0 && y == 0) || (std::isinf(x) && std::isinf(y)))
+    return -std::numeric_limits<T>::quiet_NaN();
   return Mpfr<T>(mpfr_div, x, y);
 }
 
@@ -271,9 +293,8 @@ TYPED_TEST(Exact, QuotientsAreCorrectlyRoundedAndPolesReported) {
   for (size_t i = 0; i < b.size(); i += 97) b[i] = (i & 1) ? T(0) : -T(0);
   CompareAll<T>(Kernels<T>::kDiv, a, b, Quotient<T>, "Div");
   std::vector<T> r(a.size()), ones(a.size(), T(1));
-  CompareAll<T>(
-      [](int n, const T* x, const T*, T* out) { Kernels<T>::Inv(n, x, out); }, a, ones,
-      [](T x, T) { return Quotient<T>(T(1), x); }, "Inv");
+  CompareAll<T>([](int n, const T* x, const T*, T* out) { Kernels<T>::Inv(n, x, out); }, a, ones,
+                [](T x, T) { return Quotient<T>(T(1), x); }, "Inv");
   // Statuses of one call each.
   Recorder::seen.clear();
   Kernels<T>::kDiv(static_cast<int>(a.size()), a.data(), b.data(), r.data());
@@ -397,8 +418,7 @@ TYPED_TEST(Exact, DivAndInvZeroRulesDifferBetweenTheTypes) {
                  {6, 3, 2, 0}},
                 "Div");
   CheckTable<T>([](int n, const T* a, const T*, T* r) { Kernels<T>::Inv(n, a, r); },
-                {{0, 0, kInf, 2}, {-0.0, 0, -kInf, 2}, {kInf, 0, 0, 0}, {4, 0, 0.25, 0}},
-                "Inv");
+                {{0, 0, kInf, 2}, {-0.0, 0, -kInf, 2}, {kInf, 0, 0, 0}, {4, 0, 0.25, 0}}, "Inv");
 }
 
 TEST_F(ReportTest, InPlaceSingleInvReportsNothingButDoubleInvDoes) {
