@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <limits>
 #include <string>
+#include <thread>
 
 #include "nex_core.h"
 #include "report_util.hpp"
@@ -66,6 +67,25 @@ TEST_F(ReportTest, CallbackOperationsMoveTheCallbackFlag) {
   _vtmsDiv(1, a, b, r);
   EXPECT_EQ(_vtmGetErrStatus(), VTM_STATUS_SINGULARITY);
   EXPECT_EQ(r[0], std::numeric_limits<float>::infinity());
+}
+
+TEST_F(ReportTest, StatusAndCallbackBelongToTheCallingThread) {
+  _vtmSetErrStatus(3);
+  int32_t seen_status = -100;
+  VtmErrorCallBack seen_callback = &OtherCallback;
+  std::thread t([&] {
+    seen_status = _vtmGetErrStatus();
+    seen_callback = _vtmGetErrorCallBack();
+    float a[1] = {0}, r[1];
+    _vtmsInv(1, a, r);  // default mode there: status 2, no callback installed
+    _vtmSetErrStatus(4);
+  });
+  t.join();
+  EXPECT_EQ(seen_status, 0);
+  EXPECT_EQ(seen_callback, nullptr);
+  EXPECT_EQ(_vtmGetErrStatus(), 3);
+  EXPECT_TRUE(Recorder::seen.empty());
+  __asm__ volatile("fnclex");
 }
 
 // ---- Error modes, alone and combined --------------------------------------------------
@@ -240,12 +260,17 @@ TEST_F(ReportTest, LastReportWinsAndCleanCallsLeaveItStanding) {
 
 TEST_F(ReportTest, OneCallWithTwoBadElementsKeepsTheLastStatus) {
   double a[3] = {0, 1, 0}, b[3] = {1, 1, 1}, r[3];
-  // NextAfter(0, 1): underflow (4) at 0 and 2; then a pole at index 1.
+  // NextAfter(0, 1): underflow (4) at 0 and 2, with the IEEE flag raised for
+  // the caller.
+  WriteMxcsr(0x1F80);
   _vtmdNextAfter(3, a, b, r);
   EXPECT_EQ(_vtmGetErrStatus(), VTM_STATUS_UNDERFLOW);
+  EXPECT_TRUE(ReadMxcsr() & 0x10);
   double x[3] = {std::numeric_limits<double>::max(), 1, 0}, y[3] = {kInf, 1, 1};
+  WriteMxcsr(0x1F80);
   _vtmdNextAfter(3, x, y, r);  // overflow at 0, underflow at 2
   EXPECT_EQ(_vtmGetErrStatus(), VTM_STATUS_UNDERFLOW);
+  EXPECT_TRUE(ReadMxcsr() & 0x08);
   ASSERT_EQ(Recorder::seen.size(), 4u);
   EXPECT_EQ(Recorder::seen[2].code, VTM_STATUS_OVERFLOW);
   EXPECT_EQ(Recorder::seen[3].code, VTM_STATUS_UNDERFLOW);
