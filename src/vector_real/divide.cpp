@@ -46,75 +46,69 @@ inline void ReportLanes(int mask, ptrdiff_t base, Test reports, Rep report) {
 using X = X87Target;
 using M = MxcsrWay;
 
+// sInv (kInv, the numerator 1 and the divisor a) and sDiv.
+template <bool kInv>
+void SingleQuotient(int n, const float* a, const float* b, float* r) {
+  Frame<X::kMasked, M::kByMode> frame;
+  if (n <= 0) return;
+  const float* den = kInv ? a : b;
+  const char* name = kInv ? "vsInv" : "vsDiv";
+  const __m128 one = _mm_set1_ps(1.0f), abs = Simd<float>::bits(0x7FFFFFFFu);
+  const __m128 zero = _mm_setzero_ps();
+  auto reports = [&](ptrdiff_t i) { return kInv ? IsZero(a[i]) : DivReports(a[i], b[i]); };
+  auto report = [&](ptrdiff_t i) {
+    ReportS(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, den, r, r, name);
+  };
+  const ptrdiff_t m = n & ~3;
+  for (ptrdiff_t i = 0; i < m; i += 4) {
+    const __m128 x = kInv ? one : _mm_loadu_ps(a + i), y = _mm_loadu_ps(den + i);
+    const int mask = _mm_movemask_ps(_mm_cmpeq_ps(_mm_and_ps(y, abs), zero));
+    _mm_storeu_ps(r + i, _mm_div_ps(x, y));
+    if (__builtin_expect(mask != 0, 0)) ReportLanes(mask, i, reports, report);
+  }
+  for (ptrdiff_t i = m; i < n; ++i) {
+    r[i] = (kInv ? 1.0f : a[i]) / den[i];
+    if (reports(i)) report(i);
+  }
+}
+
+// dInv tests the divisor's bits for zero; dDiv leaves operands with an
+// all-ones exponent to the plain division and reports other zero divisors.
+template <bool kInv>
+void DoubleQuotient(int n, const double* a, const double* b, double* r) {
+  Frame<X::kDouble, M::kKeepRounding> frame;
+  constexpr uint64_t kExp = Simd<double>::kExpMask;
+  const double* den = kInv ? a : b;
+  const char* name = kInv ? "vdInv" : "vdDiv";
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    const double x = kInv ? 1.0 : a[i], y = den[i];
+    bool pole;
+    if constexpr (kInv) {
+      pole = (to_bits(y) & Simd<double>::kAbs) == 0;
+    } else {
+      pole = (to_bits(x) & kExp) != kExp && (to_bits(y) & kExp) != kExp && y == 0.0;
+    }
+    r[i] = x / y;
+    if (__builtin_expect(pole, 0)) {
+      ReportD(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, den, r, r, name);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace nex::vtm
 
 using namespace nex::vtm;
 
 extern "C" void nex_vtm_k_sInv(int n, const float* a, float* r) {
-  Frame<X::kMasked, M::kByMode> frame;
-  if (n <= 0) return;
-  const __m128 one = _mm_set1_ps(1.0f), abs = Simd<float>::bits(0x7FFFFFFFu);
-  const __m128 zero = _mm_setzero_ps();
-  auto reports = [&](ptrdiff_t i) { return IsZero(a[i]); };
-  auto report = [&](ptrdiff_t i) {
-    ReportS(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, a, r, r, "vsInv");
-  };
-  const ptrdiff_t m = n & ~3;
-  for (ptrdiff_t i = 0; i < m; i += 4) {
-    const __m128 x = _mm_loadu_ps(a + i);
-    const int mask = _mm_movemask_ps(_mm_cmpeq_ps(_mm_and_ps(x, abs), zero));
-    _mm_storeu_ps(r + i, _mm_div_ps(one, x));
-    if (__builtin_expect(mask != 0, 0)) ReportLanes(mask, i, reports, report);
-  }
-  for (ptrdiff_t i = m; i < n; ++i) {
-    r[i] = 1.0f / a[i];
-    if (reports(i)) report(i);
-  }
+  SingleQuotient<true>(n, a, nullptr, r);
 }
-
 extern "C" void nex_vtm_k_sDiv(int n, const float* a, const float* b, float* r) {
-  Frame<X::kMasked, M::kByMode> frame;
-  if (n <= 0) return;
-  const __m128 abs = Simd<float>::bits(0x7FFFFFFFu), zero = _mm_setzero_ps();
-  auto reports = [&](ptrdiff_t i) { return DivReports(a[i], b[i]); };
-  auto report = [&](ptrdiff_t i) {
-    ReportS(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, b, r, r, "vsDiv");
-  };
-  const ptrdiff_t m = n & ~3;
-  for (ptrdiff_t i = 0; i < m; i += 4) {
-    const __m128 x = _mm_loadu_ps(a + i), y = _mm_loadu_ps(b + i);
-    const int mask = _mm_movemask_ps(_mm_cmpeq_ps(_mm_and_ps(y, abs), zero));
-    _mm_storeu_ps(r + i, _mm_div_ps(x, y));
-    if (__builtin_expect(mask != 0, 0)) ReportLanes(mask, i, reports, report);
-  }
-  for (ptrdiff_t i = m; i < n; ++i) {
-    r[i] = a[i] / b[i];
-    if (reports(i)) report(i);
-  }
+  SingleQuotient<false>(n, a, b, r);
 }
-
 extern "C" void nex_vtm_k_dInv(int n, const double* a, double* r) {
-  Frame<X::kDouble, M::kKeepRounding> frame;
-  for (ptrdiff_t i = 0; i < n; ++i) {
-    const double x = a[i];
-    const bool zero = (to_bits(x) & Simd<double>::kAbs) == 0;
-    r[i] = 1.0 / x;
-    if (__builtin_expect(zero, 0)) {
-      ReportD(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, a, r, r, "vdInv");
-    }
-  }
+  DoubleQuotient<true>(n, a, nullptr, r);
 }
-
 extern "C" void nex_vtm_k_dDiv(int n, const double* a, const double* b, double* r) {
-  Frame<X::kDouble, M::kKeepRounding> frame;
-  constexpr uint64_t kExp = Simd<double>::kExpMask;
-  for (ptrdiff_t i = 0; i < n; ++i) {
-    const double x = a[i], y = b[i];
-    const bool plain = (to_bits(x) & kExp) == kExp || (to_bits(y) & kExp) == kExp;
-    r[i] = x / y;
-    if (__builtin_expect(!plain && y == 0.0, 0)) {
-      ReportD(VTM_STATUS_SINGULARITY, static_cast<int32_t>(i), a, b, r, r, "vdDiv");
-    }
-  }
+  DoubleQuotient<false>(n, a, b, r);
 }
