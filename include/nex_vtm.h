@@ -112,6 +112,23 @@ NEX_API const void* _vtmSetInterfInputVectorPointer(const void* p);
 NEX_API const void* nex_vtm_kernel_SetInterfInputVectorPointer(const void* p);
 NEX_API int32_t dll_cpu_version(void);
 
+/* Status word: Set stores a status and returns the previous word, Clear
+ * stores 0 and returns the previous word. Each report overwrites the word. */
+NEX_API int32_t _vtmSetErrStatus(int32_t status);
+NEX_API int32_t nex_vtm_kernel_SetErrStatus(int32_t status);
+NEX_API int32_t _vtmGetErrStatus(void);
+NEX_API int32_t nex_vtm_kernel_GetErrStatus(void);
+NEX_API int32_t _vtmClearErrStatus(void);
+NEX_API int32_t nex_vtm_kernel_ClearErrStatus(void);
+/* Error callback: Set installs a callback (or null) and sets (or clears) the
+ * callback flag of the mode word; each returns the previous callback. */
+NEX_API VtmErrorCallBack _vtmSetErrorCallBack(VtmErrorCallBack callback);
+NEX_API VtmErrorCallBack nex_vtm_kernel_SetErrorCallBack(VtmErrorCallBack callback);
+NEX_API VtmErrorCallBack _vtmGetErrorCallBack(void);
+NEX_API VtmErrorCallBack nex_vtm_kernel_GetErrorCallBack(void);
+NEX_API VtmErrorCallBack _vtmClearErrorCallBack(void);
+NEX_API VtmErrorCallBack nex_vtm_kernel_ClearErrorCallBack(void);
+
 /* ---- Dispatch records ---------------------------------------------------------
  * Slot 0 VTM_LA, slot 1 VTM_HA, slot 2 VTM_EP. Kernel pointers are stored
  * untyped; cast to the function's shape (NEX_VTM_KERNEL_TYPE below). */
