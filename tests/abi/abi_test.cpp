@@ -192,7 +192,9 @@ TEST_F(SharedLibrary, TablesHoldTheirKernelsAndCostsSideBySide) {
     EXPECT_EQ(reinterpret_cast<char*>(c), reinterpret_cast<char*>(t) + sizeof(nex_vtm_ttab)) << f;
     for (int s = 0; s < 3; ++s) {
       EXPECT_NE(t->slot[s], nullptr);
-      if (r.kernels != "THREE") EXPECT_EQ(t->slot[s], t->slot[0]) << f;
+      if (r.kernels != "THREE") {
+        EXPECT_EQ(t->slot[s], t->slot[0]) << f;
+      }
       EXPECT_EQ(std::bit_cast<uint32_t>(c->cost[s]), CostBits(r.cost, s)) << f << " slot " << s;
     }
     ++checked;

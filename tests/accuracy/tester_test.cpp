@@ -5,7 +5,9 @@
 
 #include <cmath>
 
+#include "nex_vtm.h"
 #include "support/accuracy.hpp"
+#include "support/status_probe.hpp"
 
 namespace {
 
@@ -84,6 +86,27 @@ TEST(TesterSpecials, NanInfinityAndZeroSignMismatchesAreCounted) {
   const auto rep = acc::MeasureUnary<double>(+wrong, mpfr_sqrt, args);
   EXPECT_EQ(rep.special_mismatches, 2u) << rep.Describe("wrong");  // NaN and -0
   EXPECT_EQ(rep.max_ulp, 0.0);
+}
+
+// Statuses through the callback probe: dDiv reports 2 for a zero divisor
+// (0/0 included) and nothing for inf/0.
+int DivStatus(double a, double b, mpfr_srcptr) {
+  return b == 0 && !std::isinf(a) && !std::isnan(a) ? VTM_STATUS_SINGULARITY : 0;
+}
+int WrongDivStatus(double, double, mpfr_srcptr) { return 0; }
+
+TEST(TesterStatuses, ProbeSeesEachReportedElement) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const std::vector<double> a = {1, 0, inf, 6, -3, 2};
+  const std::vector<double> b = {0, 0, 0, 3, -0.0, 4};
+  const uint32_t mode = _vtmGetMode();
+  const auto rep = acc::MeasureBinary<double>(_vtmdDiv, mpfr_div, a, b, acc::CallbackProbe(), DivStatus);
+  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("dDiv");
+  EXPECT_EQ(rep.max_ulp, 0.0) << rep.Describe("dDiv");
+  const auto wrong = acc::MeasureBinary<double>(_vtmdDiv, mpfr_div, a, b, acc::CallbackProbe(), WrongDivStatus);
+  EXPECT_EQ(wrong.status_mismatches, 3u) << wrong.Describe("dDiv");
+  EXPECT_EQ(_vtmGetMode(), mode);  // the probe restores the thread's mode
+  EXPECT_EQ(_vtmGetErrorCallBack(), nullptr);
 }
 
 TEST(TesterArguments, LogUniformCoversTheRangeInMagnitude) {
