@@ -11,13 +11,10 @@ namespace {
 // its sign and is quieted, and a signaling NaN raises invalid, as any
 // arithmetic on it does (a sign-bit mask would do neither).
 template <class Ty>
-struct AbsOp {
+struct AbsOp : OpBase<Ty, 1, 1> {
   using T = Ty;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 1, kOut = 1;
-  static constexpr bool kHasSpecial = false;
-  static int special(const V*) { return 0; }
   static void packed(const V* in, V* out) {
     const V one = S::or_(S::bits(S::kOne), S::and_(in[0], S::bits(S::kSign)));
     out[0] = S::mul(in[0], one);
@@ -30,13 +27,10 @@ struct AbsOp {
 };
 
 template <class Ty>
-struct SqrOp {
+struct SqrOp : OpBase<Ty, 1, 1> {
   using T = Ty;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 1, kOut = 1;
-  static constexpr bool kHasSpecial = false;
-  static int special(const V*) { return 0; }
   static void packed(const V* in, V* out) { out[0] = S::mul(in[0], in[0]); }
   static int scalar(const T* in, T* out) {
     out[0] = in[0] * in[0];
@@ -47,13 +41,10 @@ struct SqrOp {
 enum class Arith { kAdd, kSub, kMul };
 
 template <class Ty, Arith A>
-struct ArithOp {
+struct ArithOp : OpBase<Ty, 2, 1> {
   using T = Ty;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 2, kOut = 1;
-  static constexpr bool kHasSpecial = false;
-  static int special(const V*) { return 0; }
   static void packed(const V* in, V* out) {
     if constexpr (A == Arith::kAdd) out[0] = S::add(in[0], in[1]);
     if constexpr (A == Arith::kSub) out[0] = S::sub(in[0], in[1]);

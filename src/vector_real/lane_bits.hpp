@@ -34,7 +34,7 @@ struct LaneBits<float> {
     return v(_mm_sub_epi32(_mm_sub_epi32(_mm_sub_epi32(i(x), _mm_set1_epi32(1)), u), u));
   }
   // a > b for patterns with the sign bit clear.
-  static V gt(V a, V b) { return v(_mm_cmpgt_epi32(i(a), i(b))); }
+  static V gt(V a, V b) { return Simd<float>::int_gt_v(a, b); }
   // Lanes that are not normal numbers: zero, denormal, infinity or NaN.
   static V not_normal(V x) {
     const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));
@@ -68,17 +68,7 @@ struct LaneBits<double> {
     const __m128i u = i(up);
     return v(_mm_sub_epi64(_mm_sub_epi64(_mm_sub_epi64(i(x), _mm_set1_epi64x(1)), u), u));
   }
-  static V gt(V a, V b) {
-    const __m128i x = i(a), y = i(b);
-    const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));
-    const __m128i gt_s = _mm_cmpgt_epi32(x, y);
-    const __m128i gt_u = _mm_cmpgt_epi32(_mm_xor_si128(x, bias), _mm_xor_si128(y, bias));
-    const __m128i eq = _mm_cmpeq_epi32(x, y);
-    const __m128i lo_gt = _mm_shuffle_epi32(gt_u, _MM_SHUFFLE(2, 2, 0, 0));
-    const __m128i hi_gt = _mm_shuffle_epi32(gt_s, _MM_SHUFFLE(3, 3, 1, 1));
-    const __m128i hi_eq = _mm_shuffle_epi32(eq, _MM_SHUFFLE(3, 3, 1, 1));
-    return v(_mm_or_si128(hi_gt, _mm_and_si128(hi_eq, lo_gt)));
-  }
+  static V gt(V a, V b) { return Simd<double>::int_gt_v(a, b); }
   // Normality is decided by the exponent, which lies in the high word.
   static V not_normal(V x) {
     const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));

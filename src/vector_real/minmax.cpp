@@ -10,10 +10,9 @@ namespace nex::vtm {
 namespace {
 
 template <class T>
-struct MinMaxBase {
+struct MinMaxBase : OpBase<T, 2, 1> {
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 2, kOut = 1;
   static constexpr bool kHasSpecial = true;
   static V abs(V x) { return S::and_(x, S::bits(S::kAbs)); }
   static V exp_all_ones(V x) {
@@ -89,13 +88,10 @@ struct FdimOp : MinMaxBase<Ty> {
 
 // CopySign: magnitude bits of a, sign bit of b, by integer operations.
 template <class Ty>
-struct CopySignOp {
+struct CopySignOp : OpBase<Ty, 2, 1> {
   using T = Ty;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 2, kOut = 1;
-  static constexpr bool kHasSpecial = false;
-  static int special(const V*) { return 0; }
   static void packed(const V* in, V* out) {
     out[0] = S::or_(S::and_(in[0], S::bits(S::kAbs)), S::and_(in[1], S::bits(S::kSign)));
   }

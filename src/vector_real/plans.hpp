@@ -19,6 +19,18 @@
 
 namespace nex::vtm {
 
+// The common part of an operation: element type, register type, arity, and
+// no exceptional lanes unless the operation says otherwise.
+template <class Ty, int In, int Out>
+struct OpBase {
+  using T = Ty;
+  using S = Simd<T>;
+  using V = typename S::V;
+  static constexpr int kIn = In, kOut = Out;
+  static constexpr bool kHasSpecial = false;
+  static int special(const V*) { return 0; }
+};
+
 // A kernel that never reports uses NoReport; reporting kernels pass a policy
 // with the same shape.
 struct NoReport {

@@ -32,17 +32,40 @@ struct RoundingTraits {
   static bool integral_already(T x) { return abs_bits(x) >= S::kRoundConst; }
 };
 
+// The rounding operations share their lane test (|x| >= C goes scalar) and
+// the skeleton of their scalar routine: a NaN or infinity gives x + x (which
+// quiets a signaling NaN), an already integral |x| >= C is copied, and the
+// operation's own formula serves the rest.
+template <class Ty, int Out>
+struct RoundingOp : OpBase<Ty, 1, Out> {
+  using R = RoundingTraits<Ty>;
+  using V = typename Simd<Ty>::V;
+  static constexpr bool kHasSpecial = true;
+  static int special(const V* in) { return R::big(in); }
+};
+
+template <class Op, class T>
+inline int ScalarRounding(const T* in, T* out) {
+  using R = RoundingTraits<T>;
+  const T x = in[0];
+  if (R::not_finite(x)) {
+    out[0] = x + x;
+  } else if (R::integral_already(x)) {
+    out[0] = x;
+  } else {
+    out[0] = R::with_sign(Op::magnitude(x, from_bits<T>(R::abs_bits(x))), x);
+  }
+  return 0;
+}
+
 // Ceil, Floor, NearbyInt, Rint: ((x + c) - c) | sign with c = C carrying x's
 // sign; the direction comes from the frame.
 template <class Ty>
-struct AddSubRound {
+struct AddSubRound : RoundingOp<Ty, 1> {
   using T = Ty;
   using R = RoundingTraits<T>;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 1, kOut = 1;
-  static constexpr bool kHasSpecial = true;
-  static int special(const V* in) { return R::big(in); }
   static void packed(const V* in, V* out) {
     const V sign = R::sign(in[0]);
     const V c = S::or_(S::bits(S::kRoundConst), sign);
@@ -50,23 +73,16 @@ struct AddSubRound {
     // is -0, which must not leak into Floor(+0.5) or Floor(+0).
     out[0] = S::or_(R::abs(S::sub(S::add(in[0], c), c)), sign);
   }
-  static int scalar(const T* in, T* out) {
-    const T x = in[0];
-    if (R::not_finite(x)) {
-      out[0] = x + x;
-    } else if (R::integral_already(x)) {
-      out[0] = x;
-    } else {
-      const T c = R::with_sign(R::c(), x);
-      out[0] = R::with_sign(from_bits<T>(R::abs_bits((x + c) - c)), x);
-    }
-    return 0;
+  static T magnitude(T x, T) {
+    const T c = R::with_sign(R::c(), x);
+    return from_bits<T>(R::abs_bits((x + c) - c));
   }
+  static int scalar(const T* in, T* out) { return ScalarRounding<AddSubRound>(in, out); }
 };
 
 // Trunc: the same on |x| under rounding toward zero.
 template <class Ty>
-struct TruncOp : AddSubRound<Ty> {
+struct TruncOp : RoundingOp<Ty, 1> {
   using T = Ty;
   using R = RoundingTraits<T>;
   using S = Simd<T>;
@@ -75,24 +91,14 @@ struct TruncOp : AddSubRound<Ty> {
     const V c = S::bits(S::kRoundConst);
     out[0] = S::or_(S::sub(S::add(R::abs(in[0]), c), c), R::sign(in[0]));
   }
-  static int scalar(const T* in, T* out) {
-    const T x = in[0];
-    if (R::not_finite(x)) {
-      out[0] = x + x;
-    } else if (R::integral_already(x)) {
-      out[0] = x;
-    } else {
-      const T ax = from_bits<T>(R::abs_bits(x));
-      out[0] = R::with_sign((ax + R::c()) - R::c(), x);
-    }
-    return 0;
-  }
+  static T magnitude(T, T ax) { return (ax + R::c()) - R::c(); }
+  static int scalar(const T* in, T* out) { return ScalarRounding<TruncOp>(in, out); }
 };
 
 // Round: ties away from zero whatever the caller's rounding (the frame forces
 // nearest): t = (|x| + C) - C, and a remainder of exactly 0.5 adds one.
 template <class Ty>
-struct RoundOp : AddSubRound<Ty> {
+struct RoundOp : RoundingOp<Ty, 1> {
   using T = Ty;
   using R = RoundingTraits<T>;
   using S = Simd<T>;
@@ -105,32 +111,21 @@ struct RoundOp : AddSubRound<Ty> {
     t = S::add(t, S::and_(tie, S::bits(S::kOne)));
     out[0] = S::or_(t, R::sign(in[0]));
   }
-  static int scalar(const T* in, T* out) {
-    const T x = in[0];
-    if (R::not_finite(x)) {
-      out[0] = x + x;
-    } else if (R::integral_already(x)) {
-      out[0] = x;
-    } else {
-      const T ax = from_bits<T>(R::abs_bits(x));
-      T t = (ax + R::c()) - R::c();
-      if (ax - t == T(0.5)) t += T(1);
-      out[0] = R::with_sign(t, x);
-    }
-    return 0;
+  static T magnitude(T, T ax) {
+    T t = (ax + R::c()) - R::c();
+    if (ax - t == T(0.5)) t += T(1);
+    return t;
   }
+  static int scalar(const T* in, T* out) { return ScalarRounding<RoundOp>(in, out); }
 };
 
 // Modf: Trunc with the fraction as second output, both carrying x's sign.
 template <class Ty>
-struct ModfOp {
+struct ModfOp : RoundingOp<Ty, 2> {
   using T = Ty;
   using R = RoundingTraits<T>;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 1, kOut = 2;
-  static constexpr bool kHasSpecial = true;
-  static int special(const V* in) { return R::big(in); }
   static void packed(const V* in, V* out) {
     const V c = S::bits(S::kRoundConst);
     const V ax = R::abs(in[0]);
@@ -161,12 +156,11 @@ struct ModfOp {
 // difference |x| - t is exact. The scalar routine clears fraction bits by mask
 // (in double for single: every float's fraction is exact in double).
 template <class Ty>
-struct FracOp {
+struct FracOp : OpBase<Ty, 1, 1> {
   using T = Ty;
   using R = RoundingTraits<T>;
   using S = Simd<T>;
   using V = typename S::V;
-  static constexpr int kIn = 1, kOut = 1;
   static constexpr bool kHasSpecial = true;
   static int special(const V* in) {
     return S::movemask(S::int_gt(R::abs(in[0]), S::kRoundConst - 1));

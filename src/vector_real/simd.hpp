@@ -43,12 +43,12 @@ struct Simd<float> {
   static V cmplt(V a, V b) { return _mm_cmplt_ps(a, b); }
   static V cmpgt(V a, V b) { return _mm_cmpgt_ps(a, b); }
   static V blend(V mask, V yes, V no) { return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no)); }
-  // Lanes whose bits, as unsigned integers, exceed `limit` (a non-negative
-  // bit pattern compared as a signed integer works for |x| patterns).
-  static V int_gt(V a, Bits limit) {
-    return _mm_castsi128_ps(
-        _mm_cmpgt_epi32(_mm_castps_si128(a), _mm_set1_epi32(static_cast<int>(limit))));
+  // Lanes where a > b as signed integers; for patterns with the sign bit
+  // clear (|x|) that is the order of the magnitudes.
+  static V int_gt_v(V a, V b) {
+    return _mm_castsi128_ps(_mm_cmpgt_epi32(_mm_castps_si128(a), _mm_castps_si128(b)));
   }
+  static V int_gt(V a, Bits limit) { return int_gt_v(a, bits(limit)); }
   static V int_eq(V a, Bits value) {
     return _mm_castsi128_ps(
         _mm_cmpeq_epi32(_mm_castps_si128(a), _mm_set1_epi32(static_cast<int>(value))));
@@ -91,21 +91,20 @@ struct Simd<double> {
   static V cmplt(V a, V b) { return _mm_cmplt_pd(a, b); }
   static V cmpgt(V a, V b) { return _mm_cmpgt_pd(a, b); }
   static V blend(V mask, V yes, V no) { return _mm_or_pd(_mm_and_pd(mask, yes), _mm_andnot_pd(mask, no)); }
-  // 64-bit signed compare from 32-bit SSE2 compares: for |x| patterns (sign
-  // clear) the high words decide unless equal, then the low words unsigned.
-  static V int_gt(V a, Bits limit) {
-    const __m128i x = _mm_castpd_si128(a);
-    const __m128i l = _mm_set1_epi64x(static_cast<long long>(limit));
+  // 64-bit signed compare from 32-bit SSE2 compares: the high words decide
+  // unless they are equal, then the low words compared unsigned.
+  static V int_gt_v(V a, V b) {
+    const __m128i x = _mm_castpd_si128(a), y = _mm_castpd_si128(b);
     const __m128i bias = _mm_set1_epi32(static_cast<int>(0x80000000u));
-    const __m128i gt_s = _mm_cmpgt_epi32(x, l);
-    const __m128i gt_u = _mm_cmpgt_epi32(_mm_xor_si128(x, bias), _mm_xor_si128(l, bias));
-    const __m128i eq = _mm_cmpeq_epi32(x, l);
-    // high: gt_s(hi) | (eq(hi) & gt_u(lo))
+    const __m128i gt_s = _mm_cmpgt_epi32(x, y);
+    const __m128i gt_u = _mm_cmpgt_epi32(_mm_xor_si128(x, bias), _mm_xor_si128(y, bias));
+    const __m128i eq = _mm_cmpeq_epi32(x, y);
     const __m128i lo_gt = _mm_shuffle_epi32(gt_u, _MM_SHUFFLE(2, 2, 0, 0));
     const __m128i hi_gt = _mm_shuffle_epi32(gt_s, _MM_SHUFFLE(3, 3, 1, 1));
     const __m128i hi_eq = _mm_shuffle_epi32(eq, _MM_SHUFFLE(3, 3, 1, 1));
     return _mm_castsi128_pd(_mm_or_si128(hi_gt, _mm_and_si128(hi_eq, lo_gt)));
   }
+  static V int_gt(V a, Bits limit) { return int_gt_v(a, bits(limit)); }
   static V int_eq(V a, Bits value) {
     const __m128i e = _mm_cmpeq_epi32(_mm_castpd_si128(a), _mm_set1_epi64x(static_cast<long long>(value)));
     return _mm_castsi128_pd(_mm_and_si128(e, _mm_shuffle_epi32(e, _MM_SHUFFLE(2, 3, 0, 1))));
