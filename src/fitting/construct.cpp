@@ -477,8 +477,8 @@ int c2_kernel(const DfTask* t, int cls) {
     if (cls == kNotAKnot) {
       d[0] = h1;
       du[0] = h0 + h1;
-      d[n] = hp + hl;
-      dl[n - 1] = hp;
+      d[n] = hp;
+      dl[n - 1] = hp + hl;
     } else {
       d[0] = left_first ? T(1) : T(2);
       du[0] = left_first ? T(0) : T(1);
