@@ -49,10 +49,6 @@ double poly(double t, int der) {  // 1 - 2t + 0.5t^2 + 0.3t^3 and derivatives
       return 0;
   }
 }
-double poly_integral(double a, double b) {
-  auto F = [](double t) { return t - t * t + t * t * t / 6 + 0.075 * t * t * t * t; };
-  return F(b) - F(a);
-}
 
 // Boundary values of class `cls` for the function with derivatives d(t, k).
 template <class T, class D>
