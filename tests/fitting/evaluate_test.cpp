@@ -103,7 +103,9 @@ TYPED_TEST(FitEvaluate, ResultLayoutsAndManyFunctions) {
     for (int j = 0; j < 3; ++j)
       for (int d = 0; d < 2; ++d) {
         EXPECT_EQ(a[(fn * 3 + j) * 2 + d], b[(j * 2 + fn) * 2 + d]);
-        if (d == 0 && fn == 0) EXPECT_NEAR(a[j * 2], cubic(sites[j], 0), 1e-3);
+        if (d == 0 && fn == 0) {
+          EXPECT_NEAR(a[j * 2], cubic(sites[j], 0), 1e-3);
+        }
       }
   EXPECT_EQ(Api<T>::interpolate(f.task, 3, sites.data(), 0, nullptr, 2, dorder, b.data(), 7,
                                 nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
@@ -369,10 +371,11 @@ TEST(FitOracle, NaturalPeriodicAndAkimaAgreeWithGsl) {
     const std::vector<double> lo(sites.begin(), sites.begin() + 250),
         hi(sites.begin() + 250, sites.end());
     const std::vector<double> r = f.integral(lo, hi);
-    if (!c.inner_only)
+    if (!c.inner_only) {
       for (size_t j = 0; j < lo.size(); ++j)
         ASSERT_NEAR(r[j], lo[j] < hi[j] ? ref.integral(lo[j], hi[j]) : -ref.integral(hi[j], lo[j]),
                     1e-11);
+    }
   }
 }
 
