@@ -46,8 +46,10 @@ inline int32_t uniform_cell(int64_t nx, T a, T last, T step, T s) {
 }
 
 // Number of x[j] <= s for j in [lo, hi), added to lo: the cell once lo and hi
-// bracket it. Written without branches so that the window of a hybrid search
-// is scanned at full speed; x is sorted, so this equals a linear walk.
+// bracket it. Written without branches so that the
+// window of a hybrid search is scanned at full speed (the compiler turns it into
+// vector compares); x is sorted, so this
+// equals a linear walk that stops at the first breakpoint above s.
 template <class T, class X>
 inline int64_t count_walk(const X& x, int64_t lo, int64_t hi, T s) {
   int64_t count = 0;
@@ -55,22 +57,27 @@ inline int64_t count_walk(const X& x, int64_t lo, int64_t hi, T s) {
   return lo + count;
 }
 
-// Hybrid: bisect while the window exceeds 100 breakpoints, then walk.
+// Window of the hybrid search. A scan of 100 breakpoints (the classic
+// threshold, set for a branching bisection whose mispredictions cost more than
+// a walk) loses here to the branch-free bisection below; the cell found is
+// the same for any window.
+constexpr int64_t kHybridWindow = 8;
+
+// Hybrid: bisect while the window exceeds kHybridWindow breakpoints, then
+// count the window. The bisection keeps x[lo] <= s and every breakpoint from lo + len
+// on above s; its step is a conditional move, not a branch, so random sites
+// cost no mispredictions.
 template <class T, class X>
 inline int32_t hybrid_cell(int64_t nx, const X& x, T s) {
   int32_t c;
   if (edge_cell(nx, x[0], x[nx - 1], s, &c)) return c;
-  int64_t lo = 0, hi = nx;
-  if (nx > 100) {
-    while (lo < hi - 100) {
-      const int64_t mid = (lo + hi) / 2;
-      if (x[mid] > s)
-        hi = mid;
-      else
-        lo = mid;
-    }
+  int64_t lo = 0, len = nx;
+  while (len > kHybridWindow) {
+    const int64_t half = len / 2;
+    lo = x[lo + half] <= s ? lo + half : lo;
+    len -= half;
   }
-  return static_cast<int32_t>(count_walk(x, lo, hi, s));
+  return static_cast<int32_t>(count_walk(x, lo + 1, lo + len, s));
 }
 
 // Walks from a starting index to the cell: up while s is not below x[lo],
@@ -151,6 +158,9 @@ inline int32_t table_cell(int64_t nx, const T* x, const DfCellTable* tab, int64_
 // x[current] keeps the current cell: the kind trusts the order of the sites.
 template <class T>
 inline int32_t sorted_cell(int64_t nx, const T* x, T s, int64_t* current) {
+  int64_t cur = *current;
+  // Dense sorted sites mostly stay in the cell of the previous one.
+  if (cur >= 1 && cur <= nx - 1 && x[cur - 1] <= s && s < x[cur]) return static_cast<int32_t>(cur);
   const T last = x[nx - 1];
   if (s == last) return static_cast<int32_t>(nx - 1);
   if (s < x[0]) {
@@ -161,7 +171,6 @@ inline int32_t sorted_cell(int64_t nx, const T* x, T s, int64_t* current) {
     *current = nx;
     return static_cast<int32_t>(nx);
   }
-  int64_t cur = *current;
   if (cur > nx - 1) cur = nx - 1;
   if (cur < 0) cur = 0;
   if (!(s < x[cur])) {
