@@ -72,6 +72,7 @@ template <class T, bool kUniform>
 struct Grid {
   const T* x;
   T step, inv_step;
+  const T* inv_h = nullptr;  // 1 / h[i] of a general partition, when tabulated
   T h(int64_t i) const {
     if constexpr (kUniform) {
       (void)i;
@@ -91,7 +92,7 @@ struct Grid {
 
 template <class T, bool kUniform>
 Grid<T, kUniform> make_grid(const DfTask* t) {
-  Grid<T, kUniform> g{static_cast<const T*>(t->x), T(0), T(0)};
+  Grid<T, kUniform> g{static_cast<const T*>(t->x), T(0), T(0), nullptr};
   if constexpr (kUniform) {
     g.step = (g.x[1] - g.x[0]) / static_cast<T>(t->nx - 1);
     g.inv_step = T(1) / g.step;
@@ -129,10 +130,24 @@ void slopes(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_t n, T*
     for (; i + 8 <= n; i += 8)
       for (int k = 0; k < 8; ++k) s[i + k] = (y[i + k + 1] - y[i + k]) * r;
     for (; i < n; ++i) s[i] = (y[i + 1] - y[i]) * r;
+  } else if (g.inv_h != nullptr) {
+    for (; i + 8 <= n; i += 8)
+      for (int k = 0; k < 8; ++k) s[i + k] = (y[i + k + 1] - y[i + k]) * g.inv_h[i + k];
+    for (; i < n; ++i) s[i] = (y[i + 1] - y[i]) * g.inv_h[i];
   } else {
     for (; i + 8 <= n; i += 8)
       for (int k = 0; k < 8; ++k) s[i + k] = (y[i + k + 1] - y[i + k]) / g.h(i + k);
     for (; i < n; ++i) s[i] = (y[i + 1] - y[i]) / g.h(i);
+  }
+}
+
+// Tabulates 1 / h[i] of a general partition into `inv_h` (n entries), so
+// that the kernels that visit every cell more than once divide once.
+template <class T, bool kUniform>
+void tabulate_inverse_lengths(Grid<T, kUniform>& g, int64_t n, T* inv_h) {
+  if constexpr (!kUniform) {
+    for (int64_t i = 0; i < n; ++i) inv_h[i] = T(1) / g.h(i);
+    g.inv_h = inv_h;
   }
 }
 
@@ -145,7 +160,7 @@ void hermite_cells(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_
     if constexpr (kUniform) {
       r = g.inv_step;
     } else {
-      r = T(1) / g.h(i);
+      r = g.inv_h != nullptr ? g.inv_h[i] : T(1) / g.h(i);
     }
     c[4 * i] = y[i];
     c[4 * i + 1] = m[i];
@@ -393,16 +408,18 @@ void tridiagonal_solve(int64_t n, int64_t nrhs, T* dl, T* d, T* du, T* b, int64_
 
 template <class T, bool kCols, bool kUniform>
 int c2_kernel(const DfTask* t, int cls) {
-  const Grid<T, kUniform> g = make_grid<T, kUniform>(t);
+  Grid<T, kUniform> g = make_grid<T, kUniform>(t);
   const int64_t nx = t->nx, n = nx - 1, ny = t->ny;
   const T* bc = static_cast<const T*>(t->bc);
   const bool periodic = cls == kPeriodic;
   const int64_t rows = periodic ? n : nx;
   const int64_t cols = ny + (periodic ? 1 : 0);
-  // Layout: slopes of every function, the three diagonals, right-hand sides.
-  Scratch<T> work(static_cast<size_t>(n * ny + 3 * rows + rows * cols));
+  // Layout: slopes of every function, the three diagonals, right-hand sides,
+  // inverse cell lengths.
+  Scratch<T> work(static_cast<size_t>(n * ny + 3 * rows + rows * cols + n));
   if (work.p == nullptr) return FIT_STATUS_MEM_FAILURE;
   T *s_all = work.p, *dl = s_all + n * ny, *d = dl + rows, *du = d + rows, *b = du + rows;
+  tabulate_inverse_lengths(g, n, b + rows * cols);
   int status = FIT_STATUS_OK;
   for (int64_t f = 0; f < ny; ++f) {
     const Values<T, kCols> y = values<T, kCols>(t, f);
@@ -445,16 +462,18 @@ int c2_kernel(const DfTask* t, int cls) {
     return st != FIT_STATUS_OK ? st : status;
   }
 
-  // Interior rows, the same in every class.
+  // Interior rows, the same in every class: the matrix once, then each
+  // function's right-hand side.
   for (int64_t i = 1; i <= n - 1; ++i) {
     const T hl = g.h(i - 1), hr = g.h(i);
     dl[i - 1] = hr;
     d[i] = T(2) * (hl + hr);
-    if (i < rows - 1) du[i] = hl;
-    for (int64_t f = 0; f < ny; ++f) {
-      const T* s = s_all + f * n;
-      b[f * rows + i] = T(3) * (hr * s[i - 1] + hl * s[i]);
-    }
+    du[i] = hl;
+  }
+  for (int64_t f = 0; f < ny; ++f) {
+    const T* s = s_all + f * n;
+    T* col = b + f * rows;
+    for (int64_t i = 1; i <= n - 1; ++i) col[i] = T(3) * (g.h(i) * s[i - 1] + g.h(i - 1) * s[i]);
   }
   T corner_top = 0, corner_bottom = 0;  // periodic: A[0][n-1], A[n-1][0]
   if (periodic) {
@@ -565,13 +584,14 @@ T hyman_end_filter(T m, T s) {
 
 template <Kind kKind, class T, bool kCols, bool kUniform>
 int local_kernel(const DfTask* t, int cls) {
-  const Grid<T, kUniform> g = make_grid<T, kUniform>(t);
+  Grid<T, kUniform> g = make_grid<T, kUniform>(t);
   const int64_t nx = t->nx, n = nx - 1;
   const T* bc = static_cast<const T*>(t->bc);
   const T* ic = static_cast<const T*>(t->ic);
-  Scratch<T> work(static_cast<size_t>(2 * nx));
+  Scratch<T> work(static_cast<size_t>(3 * nx));
   if (work.p == nullptr) return FIT_STATUS_MEM_FAILURE;
   T *s = work.p, *m = s + nx;
+  tabulate_inverse_lengths(g, n, m + nx);
   const bool periodic = cls == kPeriodic;
   int status = FIT_STATUS_OK;
   for (int64_t f = 0; f < t->ny; ++f) {

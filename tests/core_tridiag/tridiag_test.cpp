@@ -112,9 +112,11 @@ TYPED_TEST(TridiagTest, FactorAndSolveInOneCallMatchesTwoSteps) {
 
 TYPED_TEST(TridiagTest, ZeroPivotAndBadArguments) {
   using T = TypeParam;
-  // Pivot 2 vanishes: d1 - dl0 * du0 / d0 = 1 - 1 * 1 / 1 = 0. No pivoting.
+  // A singular matrix, [[1, 1, 0], [1, 2, 1], [0, 1, 1]]: the pivot of the
+  // middle row, where the eliminations from both ends meet, vanishes:
+  // 2 - 1 * 1 / 1 - 1 * 1 / 1 = 0.
   int64_t n = 3, info = 0;
-  std::vector<T> dl = {1, 1}, d = {1, 1, 4}, du = {1, 1};
+  std::vector<T> dl = {1, 1}, d = {1, 2, 1}, du = {1, 1};
   Solver<T>::factor(&n, dl.data(), d.data(), du.data(), &info);
   EXPECT_EQ(info, 2);
   n = 2;
