@@ -138,6 +138,9 @@ void solve(const char* trans, const int64_t* n, const int64_t* nrhs, const T* dl
   }
 }
 
+// Factorisation and solve in one sweep: each elimination step of the matrix
+// also eliminates the right-hand sides, so their chains overlap the pivots'
+// chain instead of following it.
 template <class T>
 void factor_solve(const int64_t* n, const int64_t* nrhs, T* dl, T* d, T* du, T* b,
                   const int64_t* ldb, int64_t* info) {
@@ -153,10 +156,55 @@ void factor_solve(const int64_t* n, const int64_t* nrhs, T* dl, T* d, T* du, T* 
     *info = -7;
     return;
   }
-  factor(n, dl, d, du, info);
-  if (*info != 0) return;
-  const char no = 'N';
-  solve(&no, n, nrhs, dl, d, du, b, ldb, info);
+  *info = 0;
+  const int64_t m = *n, nr = *nrhs, ld = *ldb;
+  if (m == 0) return;
+  const int64_t k = m / 2;
+  int64_t bad = 0;
+  const int64_t top = k, bottom = m - 1 - k, both = top < bottom ? top : bottom;
+  auto top_fused = [&](int64_t i) {
+    top_step(i, k, dl, d, du, &bad);
+    if (i + 1 < k)
+      for (int64_t c = 0; c < nr; ++c) b[c * ld + i + 1] -= dl[i] * b[c * ld + i];
+  };
+  auto bottom_fused = [&](int64_t i) {
+    bottom_step(i, k, dl, d, du, &bad);
+    if (i - 1 > k)
+      for (int64_t c = 0; c < nr; ++c) b[c * ld + i - 1] -= du[i - 1] * b[c * ld + i];
+  };
+  for (int64_t j = 0; j < both; ++j) {
+    top_fused(j);
+    bottom_fused(m - 1 - j);
+  }
+  for (int64_t j = both; j < top; ++j) top_fused(j);
+  for (int64_t j = both; j < bottom; ++j) bottom_fused(m - 1 - j);
+  T g = d[k];
+  if (k > 0) g -= dl[k - 1] * du[k - 1];
+  if (k + 1 < m) g -= du[k] * dl[k];
+  d[k] = g;
+  if (bad == 0 && g == T(0)) bad = k + 1;
+  *info = bad;
+  if (bad != 0) return;
+  for (int64_t c = 0; c < nr; ++c) {
+    T* x = b + c * ld;
+    T v = x[k];
+    if (k > 0) v -= dl[k - 1] * x[k - 1];
+    if (k + 1 < m) v -= du[k] * x[k + 1];
+    x[k] = v / d[k];
+    for (int64_t j = 1; j <= both; ++j) {
+      const int64_t i = k - j, h = k + j;
+      x[i] = (x[i] - du[i] * x[i + 1]) * (T(1) / d[i]);
+      x[h] = (x[h] - dl[h - 1] * x[h - 1]) * (T(1) / d[h]);
+    }
+    for (int64_t j = both + 1; j <= top; ++j) {
+      const int64_t i = k - j;
+      x[i] = (x[i] - du[i] * x[i + 1]) * (T(1) / d[i]);
+    }
+    for (int64_t j = both + 1; j <= bottom; ++j) {
+      const int64_t h = k + j;
+      x[h] = (x[h] - dl[h - 1] * x[h - 1]) * (T(1) / d[h]);
+    }
+  }
 }
 
 }  // namespace

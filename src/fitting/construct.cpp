@@ -151,10 +151,11 @@ void tabulate_inverse_lengths(Grid<T, kUniform>& g, int64_t n, T* inv_h) {
   }
 }
 
-// Writes the Hermite-form coefficients of every cell.
+// Writes the Hermite-form coefficients of every cell; the slopes are
+// recomputed from y (a subtraction and a multiply) rather than stored.
 template <class T, bool kCols, bool kUniform>
-void hermite_cells(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_t n, const T* s,
-                   const T* m, T* c) {
+void hermite_cells(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_t n, const T* m,
+                   T* c) {
   for (int64_t i = 0; i < n; ++i) {
     T r;
     if constexpr (kUniform) {
@@ -162,10 +163,11 @@ void hermite_cells(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_
     } else {
       r = g.inv_h != nullptr ? g.inv_h[i] : T(1) / g.h(i);
     }
-    c[4 * i] = y[i];
+    const T y0 = y[i], s = (y[i + 1] - y0) * r;
+    c[4 * i] = y0;
     c[4 * i + 1] = m[i];
-    c[4 * i + 2] = (T(3) * s[i] - T(2) * m[i] - m[i + 1]) * r;
-    c[4 * i + 3] = (m[i] + m[i + 1] - T(2) * s[i]) * r * r;
+    c[4 * i + 2] = (T(3) * s - T(2) * m[i] - m[i + 1]) * r;
+    c[4 * i + 3] = (m[i] + m[i + 1] - T(2) * s) * r * r;
   }
 }
 
@@ -183,6 +185,18 @@ struct Scratch {
   Scratch(const Scratch&) = delete;
   Scratch& operator=(const Scratch&) = delete;
 };
+
+// One factorisation for all right-hand sides, in the fused sweep of the
+// service library (factorisation and elimination overlap).
+template <class T>
+void tridiagonal_solve(int64_t n, int64_t nrhs, T* dl, T* d, T* du, T* b, int64_t ldb,
+                       int64_t* info) {
+  if constexpr (sizeof(T) == sizeof(double)) {
+    ddtsvb_4dfl(&n, &nrhs, dl, d, du, b, &ldb, info);
+  } else {
+    sdtsvb_4dfl(&n, &nrhs, dl, d, du, b, &ldb, info);
+  }
+}
 
 // ---- Linear ----------------------------------------------------------------
 
@@ -346,14 +360,7 @@ int knots_quadratic_kernel(const DfTask* t, int) {
     }
   }
   int64_t info = 0;
-  const char no = 'N';
-  if constexpr (sizeof(T) == sizeof(double)) {
-    ddttrfb_4dfl(&nv, dl, d, du, &info);
-    if (info == 0) ddttrsb_4dfl(&no, &nv, &ny, dl, d, du, rhs, &nv, &info);
-  } else {
-    sdttrfb_4dfl(&nv, dl, d, du, &info);
-    if (info == 0) sdttrsb_4dfl(&no, &nv, &ny, dl, d, du, rhs, &nv, &info);
-  }
+  tridiagonal_solve(nv, ny, dl, d, du, rhs, nv, &info);
   if (info != 0) return FIT_STATUS_SOLVER_FAILURE;
   for (int64_t f = 0; f < ny; ++f) {
     const Values<T, kCols> y = values<T, kCols>(t, f);
@@ -394,18 +401,6 @@ int knots_quadratic_kernel(const DfTask* t, int) {
 // more right-hand side. With nx = 3 the two not-a-knot rows coincide; the
 // spline is then the parabola through the three points.
 
-template <class T>
-void tridiagonal_solve(int64_t n, int64_t nrhs, T* dl, T* d, T* du, T* b, int64_t* info) {
-  const char no = 'N';
-  if constexpr (sizeof(T) == sizeof(double)) {
-    ddttrfb_4dfl(&n, dl, d, du, info);
-    if (*info == 0) ddttrsb_4dfl(&no, &n, &nrhs, dl, d, du, b, &n, info);
-  } else {
-    sdttrfb_4dfl(&n, dl, d, du, info);
-    if (*info == 0) sdttrsb_4dfl(&no, &n, &nrhs, dl, d, du, b, &n, info);
-  }
-}
-
 template <class T, bool kCols, bool kUniform>
 int c2_kernel(const DfTask* t, int cls) {
   Grid<T, kUniform> g = make_grid<T, kUniform>(t);
@@ -414,52 +409,59 @@ int c2_kernel(const DfTask* t, int cls) {
   const bool periodic = cls == kPeriodic;
   const int64_t rows = periodic ? n : nx;
   const int64_t cols = ny + (periodic ? 1 : 0);
-  // Layout: slopes of every function, the three diagonals, right-hand sides,
-  // inverse cell lengths.
-  Scratch<T> work(static_cast<size_t>(n * ny + 3 * rows + rows * cols + n));
-  if (work.p == nullptr) return FIT_STATUS_MEM_FAILURE;
-  T *s_all = work.p, *dl = s_all + n * ny, *d = dl + rows, *du = d + rows, *b = du + rows;
-  tabulate_inverse_lengths(g, n, b + rows * cols);
+  // Each column holds one more entry than the rows, for m[n] = m[0] of a
+  // periodic spline. The blocks are separate: several moderate blocks are
+  // recycled by the allocator where one huge block would be mapped afresh
+  // (and faulted in) on every call.
+  const int64_t ld = rows + 1;
+  Scratch<T> inv(static_cast<size_t>(n)), tri(static_cast<size_t>(3 * rows)),
+      rhs(static_cast<size_t>(ld * cols));
+  if (inv.p == nullptr || tri.p == nullptr || rhs.p == nullptr) return FIT_STATUS_MEM_FAILURE;
+  tabulate_inverse_lengths(g, n, inv.p);
+  T *dl = tri.p, *d = dl + rows, *du = d + rows, *b = rhs.p;
+  auto slope = [&](const Values<T, kCols>& y, int64_t i) -> T {
+    if constexpr (kUniform) {
+      return (y[i + 1] - y[i]) * g.inv_step;
+    } else {
+      return (y[i + 1] - y[i]) * g.inv_h[i];
+    }
+  };
   int status = FIT_STATUS_OK;
   for (int64_t f = 0; f < ny; ++f) {
     const Values<T, kCols> y = values<T, kCols>(t, f);
-    slopes(y, g, n, s_all + f * n);
     if (periodic && periodic_mismatch(y[0], y[n])) status = FIT_STATUS_BAD_PERIODIC_VALUES;
   }
-  auto finish = [&](auto&& derivative_column) {
-    Scratch<T> m(static_cast<size_t>(nx));
-    if (m.p == nullptr) return FIT_STATUS_MEM_FAILURE;
-    for (int64_t f = 0; f < ny; ++f) {
-      derivative_column(f, m.p);
-      hermite_cells(values<T, kCols>(t, f), g, n, s_all + f * n, m.p, coefficients<T>(t, f));
-    }
-    return FIT_STATUS_OK;
+  // Derivatives m[0..n] of each function are column f of b when solved.
+  auto finish = [&]() {
+    for (int64_t f = 0; f < ny; ++f)
+      hermite_cells(values<T, kCols>(t, f), g, n, b + f * ld, coefficients<T>(t, f));
+    return status;
   };
 
-  if (cls == kNotAKnot && nx == 3) {
-    const T h0 = g.h(0), h1 = g.h(1);
-    const int st = finish([&](int64_t f, T* m) {
-      const T* s = s_all + f * n;
-      const T delta = (s[1] - s[0]) / (h0 + h1);
-      m[0] = s[0] - delta * h0;
-      m[1] = s[0] + delta * h0;
-      m[2] = s[0] + delta * (h0 + T(2) * h1);
-    });
-    return st != FIT_STATUS_OK ? st : status;
-  }
-  if (periodic && n <= 2) {
-    // n = 1: m0 = m1 = s0. n = 2: the 2x2 system (h0 + h1) [[2, 1], [1, 2]] m = r
-    // whose two right sides are equal, so m0 = m1 = r / (3 (h0 + h1)).
-    const int st = finish([&](int64_t f, T* m) {
-      const T* s = s_all + f * n;
-      T v = s[0];
-      if (n == 2) {
-        const T h0 = g.h(0), h1 = g.h(1);
-        v = (h0 * s[1] + h1 * s[0]) / (h0 + h1);
+  if ((cls == kNotAKnot && nx == 3) || (periodic && n <= 2)) {
+    // nx 3 with not-a-knot: the parabola through the three points.
+    // Periodic with one cell: m0 = m1 = s0; with two cells the 2x2 system
+    // (h0 + h1) [[2, 1], [1, 2]] m = r has equal right sides, so
+    // m0 = m1 = (h0 s1 + h1 s0) / (h0 + h1).
+    for (int64_t f = 0; f < ny; ++f) {
+      const Values<T, kCols> y = values<T, kCols>(t, f);
+      T* m = b + f * ld;
+      if (!periodic) {
+        const T h0 = g.h(0), h1 = g.h(1), s0 = slope(y, 0), s1 = slope(y, 1);
+        const T delta = (s1 - s0) / (h0 + h1);
+        m[0] = s0 - delta * h0;
+        m[1] = s0 + delta * h0;
+        m[2] = s0 + delta * (h0 + T(2) * h1);
+      } else {
+        T v = slope(y, 0);
+        if (n == 2) {
+          const T h0 = g.h(0), h1 = g.h(1);
+          v = (h0 * slope(y, 1) + h1 * v) / (h0 + h1);
+        }
+        for (int64_t i = 0; i <= n; ++i) m[i] = v;
       }
-      for (int64_t i = 0; i <= n; ++i) m[i] = v;
-    });
-    return st != FIT_STATUS_OK ? st : status;
+    }
+    return finish();
   }
 
   // Interior rows, the same in every class: the matrix once, then each
@@ -471,9 +473,14 @@ int c2_kernel(const DfTask* t, int cls) {
     du[i] = hl;
   }
   for (int64_t f = 0; f < ny; ++f) {
-    const T* s = s_all + f * n;
-    T* col = b + f * rows;
-    for (int64_t i = 1; i <= n - 1; ++i) col[i] = T(3) * (g.h(i) * s[i - 1] + g.h(i - 1) * s[i]);
+    const Values<T, kCols> y = values<T, kCols>(t, f);
+    T* col = b + f * ld;
+    T sl = slope(y, 0);
+    for (int64_t i = 1; i <= n - 1; ++i) {
+      const T sr = slope(y, i);
+      col[i] = T(3) * (g.h(i) * sl + g.h(i - 1) * sr);
+      sl = sr;
+    }
   }
   T corner_top = 0, corner_bottom = 0;  // periodic: A[0][n-1], A[n-1][0]
   if (periodic) {
@@ -483,8 +490,8 @@ int c2_kernel(const DfTask* t, int cls) {
     corner_top = hr;
     corner_bottom = g.h(n - 2);
     for (int64_t f = 0; f < ny; ++f) {
-      const T* s = s_all + f * n;
-      b[f * rows] = T(3) * (hr * s[n - 1] + hl * s[0]);
+      const Values<T, kCols> y = values<T, kCols>(t, f);
+      b[f * ld] = T(3) * (hr * slope(y, n - 1) + hl * slope(y, 0));
     }
   } else {
     const T h0 = g.h(0), h1 = n >= 2 ? g.h(1) : h0;
@@ -505,47 +512,45 @@ int c2_kernel(const DfTask* t, int cls) {
       dl[n - 1] = right_first ? T(0) : T(1);
     }
     for (int64_t f = 0; f < ny; ++f) {
-      const T* s = s_all + f * n;
-      T* col = b + f * rows;
+      const Values<T, kCols> y = values<T, kCols>(t, f);
+      T* col = b + f * ld;
+      const T s0 = slope(y, 0), sn = slope(y, n - 1);
       if (cls == kNotAKnot) {
-        col[0] = ((T(3) * h0 + T(2) * h1) * h1 * s[0] + h0 * h0 * s[1]) / (h0 + h1);
-        col[n] = (hl * hl * s[n - 2] + (T(2) * hp + T(3) * hl) * hp * s[n - 1]) / (hp + hl);
+        const T s1 = slope(y, 1), sp = slope(y, n - 2);
+        col[0] = ((T(3) * h0 + T(2) * h1) * h1 * s0 + h0 * h0 * s1) / (h0 + h1);
+        col[n] = (hl * hl * sp + (T(2) * hp + T(3) * hl) * hp * sn) / (hp + hl);
       } else {
-        col[0] = left_first ? bc[0] : T(3) * s[0] - (left_second ? T(0.5) * h0 * bc[0] : T(0));
-        col[n] =
-            right_first ? bc[1] : T(3) * s[n - 1] + (right_second ? T(0.5) * hl * bc[1] : T(0));
+        col[0] = left_first ? bc[0] : T(3) * s0 - (left_second ? T(0.5) * h0 * bc[0] : T(0));
+        col[n] = right_first ? bc[1] : T(3) * sn + (right_second ? T(0.5) * hl * bc[1] : T(0));
       }
     }
   }
   T gamma = 0;
   if (periodic) {
     // T' = A - u v^T with u = (gamma, 0, .., 0, corner_bottom)^T and
-    // v = (1, 0, .., 0, corner_top / gamma)^T.
+    // v = (1, 0, .., 0, corner_top / gamma)^T; u rides as the last column.
     gamma = -d[0];
     d[0] -= gamma;
     d[n - 1] -= corner_bottom * corner_top / gamma;
-    T* u = b + ny * rows;
+    T* u = b + ny * ld;
     for (int64_t i = 0; i < rows; ++i) u[i] = 0;
     u[0] = gamma;
     u[n - 1] = corner_bottom;
   }
   int64_t info = 0;
-  tridiagonal_solve(rows, cols, dl, d, du, b, &info);
+  tridiagonal_solve(rows, cols, dl, d, du, b, ld, &info);
   if (info != 0) return FIT_STATUS_SOLVER_FAILURE;
-  const int st = finish([&](int64_t f, T* m) {
-    const T* col = b + f * rows;
-    if (!periodic) {
-      for (int64_t i = 0; i < nx; ++i) m[i] = col[i];
-      return;
-    }
-    const T* z = b + ny * rows;
-    const T vy = col[0] + corner_top / gamma * col[n - 1];
+  if (periodic) {
+    const T* z = b + ny * ld;
     const T vz = z[0] + corner_top / gamma * z[n - 1];
-    const T factor = vy / (T(1) + vz);
-    for (int64_t i = 0; i < n; ++i) m[i] = col[i] - factor * z[i];
-    m[n] = m[0];
-  });
-  return st != FIT_STATUS_OK ? st : status;
+    for (int64_t f = 0; f < ny; ++f) {
+      T* m = b + f * ld;
+      const T factor = (m[0] + corner_top / gamma * m[n - 1]) / (T(1) + vz);
+      for (int64_t i = 0; i < n; ++i) m[i] -= factor * z[i];
+      m[n] = m[0];
+    }
+  }
+  return finish();
 }
 
 // ---- Local cubic kinds -----------------------------------------------------
@@ -657,7 +662,7 @@ int local_kernel(const DfTask* t, int cls) {
         m[n] = hyman_end_filter(m[n], s[n - 1]);
       }
     }
-    hermite_cells(y, g, n, s, m, coefficients<T>(t, f));
+    hermite_cells(y, g, n, m, coefficients<T>(t, f));
   }
   return status;
 }
