@@ -571,20 +571,25 @@ T akima_derivative(T s_2, T s_1, T s0, T s1) {
 
 // Hyman's filter: m keeps the sign of the data and at most three times the
 // smaller neighbouring slope, which keeps every monotone cell monotone; at
-// an extremum or a flat cell the derivative is 0.
+// an extremum or a flat cell the derivative is 0. Plain comparisons, not the
+// library's fmin/fmax: every operand here is a number.
+template <class T>
+T clamp_to(T v, T lo, T hi) {
+  return v < lo ? lo : (v > hi ? hi : v);
+}
+
 template <class T>
 T hyman_filter(T m, T sl, T sr) {
   if (!(sl * sr > T(0))) return T(0);
-  const T sigma = sl > T(0) ? T(1) : T(-1);
-  const T bound = T(3) * std::fmin(std::fabs(sl), std::fabs(sr));
-  return sigma * std::fmin(std::fmax(T(0), sigma * m), bound);
+  const T al = sl < T(0) ? -sl : sl, ar = sr < T(0) ? -sr : sr;
+  const T bound = T(3) * (al < ar ? al : ar);
+  return sl > T(0) ? clamp_to(m, T(0), bound) : clamp_to(m, -bound, T(0));
 }
 
 template <class T>
 T hyman_end_filter(T m, T s) {
   if (s == T(0)) return T(0);
-  const T sigma = s > T(0) ? T(1) : T(-1);
-  return sigma * std::fmin(std::fmax(T(0), sigma * m), T(3) * std::fabs(s));
+  return s > T(0) ? clamp_to(m, T(0), T(3) * s) : clamp_to(m, T(3) * s, T(0));
 }
 
 template <Kind kKind, class T, bool kCols, bool kUniform>
@@ -626,7 +631,22 @@ int local_kernel(const DfTask* t, int cls) {
         return v;
       }
     };
-    for (int64_t i = 1; i <= n - 1; ++i) m[i] = rule(i);
+    // Breakpoints whose rule reads only slopes inside the partition take the
+    // direct path; the one or two next to each end go through the wrapping.
+    const int64_t lo = 2, hi = n - 2;
+    for (int64_t i = 1; i < lo && i <= n - 1; ++i) m[i] = rule(i);
+    for (int64_t i = lo; i <= hi; ++i) {
+      if constexpr (kKind == Kind::kAkima) {
+        m[i] = akima_derivative(s[i - 2], s[i - 1], s[i], s[i + 1]);
+      } else if constexpr (kKind == Kind::kHermite) {
+        m[i] = ic[i - 1];
+      } else {
+        T v = bessel_derivative(g.h(i - 1), g.h(i), s[i - 1], s[i]);
+        if constexpr (kKind == Kind::kHyman) v = hyman_filter(v, s[i - 1], s[i]);
+        m[i] = v;
+      }
+    }
+    for (int64_t i = hi + 1 > lo ? hi + 1 : lo; i <= n - 1; ++i) m[i] = rule(i);
     const T h0 = g.h(0), hl = g.h(n - 1);
     if (periodic) {
       m[0] = m[n] = kKind == Kind::kHermite ? bc[0] : rule(0);
