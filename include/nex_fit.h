@@ -244,7 +244,44 @@ NEX_API int nex_df_kernel_sQueryIdxPtr(DfTask* task, int64_t attr, int64_t idx,
 
 /* ---- Construction ------------------------------------------------------- */
 
-/* Each entry: task, method (0), a parameter handed through (unused). */
+/* Each entry: task, method (0, else -1002), a parameter handed through
+ * (unused). The task's s_order must be that of the entry (2 linear, 3
+ * quadratic, 4 cubic; else -1010), and ny, y and the coefficient blocks must
+ * be set (-1007, -1008, -1016).
+ *
+ * Coefficients: s_order numbers per cell, ascending powers of t - left end.
+ * Cubic kinds compute breakpoint derivatives m[i] and store the cubic
+ * Hermite form of each cell:
+ *   Default, Natural  C2 interpolant (one tridiagonal system per task; the
+ *                     two entries build the same spline; Natural admits nx 2)
+ *   Hermite           m at the nx - 2 inner breakpoints from ic
+ *                     (ic_type FIT_IC_1ST_DER), ends from the boundary class
+ *   Bessel            m[i] = slope at x[i] of the parabola through i-1, i, i+1
+ *   Akima             Akima's weighted slopes (limit 1e-10 on the weights),
+ *                     outer slopes extended linearly
+ *   Hyman             Bessel's m passed through Hyman's monotonicity filter
+ * bc_type, for the cubic kinds (bc[0] left value, bc[1] right value):
+ *   1 not-a-knot     S''' continuous at x[1] and x[nx-2] (C2 kinds with
+ *                    nx = 3: the parabola through the three points)
+ *   2 free end       S'' = 0 at both ends
+ *   12, 36, 24, 48   first (4 left, 8 right) or second (16 left, 32 right)
+ *                    derivatives given
+ *   64 periodic      first and last values must agree (else -1018 after
+ *                    building); Hermite takes the common end derivative
+ *                    from bc[0]; Default requires bc but reads no value
+ *   anything else    -1014 (0 included)
+ * The local kinds' end derivatives: not-a-knot from the continuity of S'''
+ * with m[1], m[2] given; free end m0 = 1.5 s0 - 0.5 m1; second derivative
+ * m0 = 1.5 s0 - 0.5 m1 - 0.25 h0 bc[0]; mirrored at the right.
+ * Quadratic default (s_type 0): C1 quadratic with knots at the breakpoints,
+ * fixed by one condition: 0/1 S'' continuous at x[1], 2 S''(x0) = 0,
+ * 4 / 16 first / second derivative bc[0] at the left, 8 / 32 the same at the
+ * right, 128 value bc[0] at the middle of the first cell; others -1014.
+ * Quadratic with additional knots (s_type 1, ic_type with bit value 8): ic
+ * holds nx - 1 knots, ic[i-1] strictly inside (x[i-1], x[i]) (else -1013);
+ * the spline interpolates at the breakpoints, is C1 at the knots and
+ * straight on the two end cells; its nx cells run between consecutive knots
+ * (x[0], ic[0], ..., ic[nx-2], x[nx-1]), each in powers of t - its knot. */
 #define NEX_FIT_CONSTRUCTION_ENTRIES(X) \
   X(LinearSpline1D)                     \
   X(QuadraticSpline1D)                  \

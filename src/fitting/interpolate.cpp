@@ -92,20 +92,24 @@ void evaluate(const Request<T>& q, int64_t f, int64_t j0, int64_t n, const T* si
 }
 
 // Checks the cells a caller gave: each 0 to nx (-1028), and the site on its
-// cell, ends included (-1022).
+// cell, ends included (-1022). The breakpoints of a uniform partition are
+// recomputed as x[0] + i step, so a site meant to be on one is accepted
+// within 2^-12 step (single precision) or 2^-40 step (double) of it.
 template <class T>
 int check_given(const Partition<T>& p, int64_t n, const T* site, const int32_t* cell) {
+  const T slack =
+      p.uniform ? p.step * (sizeof(T) == sizeof(float) ? T(0x1p-12) : T(0x1p-40)) : T(0);
   for (int64_t j = 0; j < n; ++j) {
     const int64_t c = cell[j];
     const T s = site[j];
     if (c < 0 || c > p.nx) return FIT_STATUS_BAD_CELL_IDX;
     bool ok;
     if (c == 0)
-      ok = s <= p.first();
+      ok = s <= p.first() + slack;
     else if (c == p.nx)
-      ok = s >= p.last();
+      ok = s >= p.last() - slack;
     else
-      ok = p.at(c - 1) <= s && s <= (c == p.nx - 1 ? p.last() : p.at(c));
+      ok = p.at(c - 1) - slack <= s && s <= (c == p.nx - 1 ? p.last() : p.at(c)) + slack;
     if (!ok) return FIT_STATUS_BAD_SITE_CELL;
   }
   return FIT_STATUS_OK;
