@@ -14,7 +14,6 @@ namespace nex::fit {
 namespace {
 
 constexpr int64_t kBlock = 1024;
-constexpr int kMaxOrder = 4;
 
 template <class T>
 using InterpCallBack = int (*)(int64_t, const T*, int64_t, const int32_t*, int64_t, T*, void*);
