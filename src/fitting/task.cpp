@@ -338,20 +338,22 @@ int query_value(DfTask* t, int64_t attr, void* out) {
 }
 
 // The index bound admits idx == ny, one past the last entry, as the
-// established interface does; callers must not ask for it.
+// established interface does. Such a query is answered with a null pointer
+// instead of a read past the task's array.
 template <class T>
 int query_idx_ptr(DfTask* t, int64_t attr, int64_t idx, const T** out) {
   if (t == nullptr) return FIT_STATUS_NULL_TASK;
   if (out == nullptr) return FIT_STATUS_NULL_RESULT_POINTER;
   if (idx < 0 || idx > t->ny) return FIT_STATUS_BAD_INDEX;
   if (t->alive != 1) return FIT_STATUS_OK;
+  const bool inside = idx < t->ny;
   if (attr == FIT_Y) {
     if (t->yhint == FIT_MATRIX_STORAGE_COLS) return FIT_STATUS_BAD_Y_HINT;
-    *out = t->y ? static_cast<const T*>(t->y[idx]) : nullptr;
+    *out = t->y && inside ? static_cast<const T*>(t->y[idx]) : nullptr;
     return FIT_STATUS_OK;
   }
   if (attr == FIT_PP_SCOEFF) {
-    *out = t->scoeff ? static_cast<const T*>(t->scoeff[idx]) : nullptr;
+    *out = t->scoeff && inside ? static_cast<const T*>(t->scoeff[idx]) : nullptr;
     return FIT_STATUS_OK;
   }
   return FIT_STATUS_BAD_ATTRIBUTE;

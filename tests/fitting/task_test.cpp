@@ -232,6 +232,8 @@ TEST(FitTask, PointerEditorsAndQueries) {
   EXPECT_EQ(nex_df_kernel_dQueryIdxPtr(t, FIT_Y, -1, &out), FIT_STATUS_BAD_INDEX);
   ASSERT_EQ(nex_df_kernel_dQueryIdxPtr(t, FIT_Y, 1, &out), 0);
   EXPECT_EQ(out, y + 1);
+  ASSERT_EQ(nex_df_kernel_dQueryIdxPtr(t, FIT_Y, 2, &out), 0);  // idx == ny passes
+  EXPECT_EQ(out, nullptr);
   ASSERT_EQ(nex_df_kernel_dQueryIdxPtr(t, FIT_PP_SCOEFF, 1, &out), 0);
   EXPECT_EQ(out, coeff + 4);
   EXPECT_EQ(nex_df_kernel_dQueryIdxPtr(t, FIT_X, 0, &out), FIT_STATUS_BAD_ATTRIBUTE);
