@@ -3,6 +3,7 @@
 #define NEXKERNEL_H
 
 #include "nex_api.h"
+#include "nex_fit.h"
 #include "nex_rng.h"
 #include "nex_stats.h"
 #include "nex_vtm.h"
