@@ -35,5 +35,7 @@ endforeach()
 # The exported dispatch entries address their tables directly (no GOT load);
 # binding the library's own references locally also keeps the tables the
 # library reads the ones it defined.
-target_link_options(nex_kernel_shared PRIVATE -Wl,-Bsymbolic -Wl,--no-undefined)
+target_link_options(nex_kernel_shared PRIVATE -Wl,-Bsymbolic -Wl,--no-undefined
+                    -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/nex_kernel.map)
+set_target_properties(nex_kernel_shared PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/nex_kernel.map)
 target_link_options(nex_core_shared PRIVATE -Wl,--no-undefined)

@@ -8,7 +8,7 @@ need=()
 have() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
 host=(build-essential cmake g++-multilib libgtest-dev libbenchmark-dev libmpfr-dev libgmp-dev
-      libopenblas-dev libgsl-dev libsleef-dev binutils python3-gmpy2)
+      libopenblas-dev libgsl-dev libsleef-dev binutils python3-gmpy2 clang)
 # libgsl-dev exists for one architecture at a time: the 32-bit build takes the
 # (architecture-independent) headers from the host package and links the
 # i386 run-time libraries by their versioned names.
