@@ -32,6 +32,29 @@ NEX_API int32_t _vrsiRngUniformBits(int32_t method, VrsStream* stream, int32_t n
 NEX_API int32_t _vrsiRngUniformBits32(int32_t method, VrsStream* stream, int32_t n, uint32_t* r);
 NEX_API int32_t _vrsiRngUniformBits64(int32_t method, VrsStream* stream, int32_t n, uint64_t* r);
 
+/* Normal N(a, sigma^2); method VRS_METHOD_GAUSSIAN_BOXMULLER,
+ * _BOXMULLER2 (keeps a pending pair with the stream) or _ICDF. */
+NEX_API int32_t _vrsdRngGaussian(int32_t method, VrsStream* stream, int32_t n, double* r, double a,
+                                 double sigma);
+NEX_API int32_t _vrssRngGaussian(int32_t method, VrsStream* stream, int32_t n, float* r, float a,
+                                 float sigma);
+/* n vectors of dimen elements, mean a, Cholesky factor t stored as
+ * VRS_MATRIX_STORAGE_FULL (upper triangle U, covariance U^T U, leading
+ * dimension dimen), _PACKED (lower triangle L packed by columns, covariance
+ * L L^T) or _DIAGONAL (dimen standard deviations). */
+NEX_API int32_t _vrsdRngGaussianMV(int32_t method, VrsStream* stream, int32_t n, double* r,
+                                   int32_t dimen, int32_t mstorage, const double* a,
+                                   const double* t);
+NEX_API int32_t _vrssRngGaussianMV(int32_t method, VrsStream* stream, int32_t n, float* r,
+                                   int32_t dimen, int32_t mstorage, const float* a,
+                                   const float* t);
+/* max(b, beta exp(N(a, sigma^2)) + b); method 0 draws the normal by
+ * Box-Muller2, any other value by the inverse distribution function. */
+NEX_API int32_t _vrsdRngLognormal(int32_t method, VrsStream* stream, int32_t n, double* r, double a,
+                                  double sigma, double b, double beta);
+NEX_API int32_t _vrssRngLognormal(int32_t method, VrsStream* stream, int32_t n, float* r, float a,
+                                  float sigma, float b, float beta);
+
 /* Scalar services of the distribution generators: natural logarithm and
  * square root of one number. */
 NEX_API double __vrsdLn(double x);
