@@ -21,6 +21,7 @@
 #include <cstdint>
 
 #include "distributions/frame.hpp"
+#include "distributions/transform.hpp"
 #include "distributions/uniform.hpp"
 #include "service/services.hpp"
 #include "service/trmm.hpp"
@@ -62,13 +63,20 @@ inline constexpr int32_t kSmallFactorOrder = 10;
 // x := x * scale + shift over n results.
 template <class T>
 inline void ScaleShift(T* r, int32_t n, T scale, T shift) {
-  for (int32_t i = 0; i < n; ++i) r[i] = r[i] * scale + shift;
+  Transform(
+      r, n,
+      [=](auto x) {
+        using X = decltype(x);
+        return x * Splat<X>(scale) + Splat<X>(shift);
+      },
+      static_cast<const T*>(r));
 }
 
 // -2y for each logarithm y, as (y + y) negated.
 template <class T>
 inline void MinusTwice(T* y, int32_t n) {
-  for (int32_t i = 0; i < n; ++i) y[i] = -(y[i] + y[i]);
+  Transform(
+      y, n, [](auto v) { return -(v + v); }, static_cast<const T*>(y));
 }
 
 // ---- Method 0: Box-Muller ------------------------------------------------------
@@ -95,8 +103,13 @@ int32_t BoxMuller(const GaussianKernels<T>& k, VrsStream* stream, int32_t n, T* 
     VrsVectorCall(k.bm_ln, m, u, root);
     MinusTwice(root, m);
     VrsVectorCall(k.bm_sqrt, m, root, root);
-    T* out = r + done;
-    for (int32_t i = 0; i < m; ++i) out[i] = (root[i] * sigma) * angle[i] + a;
+    Transform(
+        r + done, m,
+        [=](auto root_i, auto sine_i) {
+          using X = decltype(root_i);
+          return (root_i * Splat<X>(sigma)) * sine_i + Splat<X>(a);
+        },
+        static_cast<const T*>(root), static_cast<const T*>(angle));
     done += m;
   }
   return status;
@@ -274,7 +287,9 @@ int32_t GaussianMV(const GaussianKernels<T>& k, int32_t method, VrsStream* strea
     case VRS_MATRIX_STORAGE_DIAGONAL:
       for (int32_t v = 0; v < n; ++v) {
         T* x = r + int64_t(v) * dimen;
-        for (int32_t j = 0; j < dimen; ++j) x[j] = x[j] * t[j] + a[j];
+        Transform(
+            x, dimen, [](auto xj, auto tj, auto aj) { return xj * tj + aj; },
+            static_cast<const T*>(x), t, a);
       }
       break;
     default:
@@ -293,10 +308,13 @@ int32_t Lognormal(const GaussianKernels<T>& k, int32_t method, VrsStream* stream
   if (status < 0) return status;
   VrsVectorCall(k.exp, n, r, r);
   // max(b, y) in that order: a NaN y stays NaN.
-  for (int32_t i = 0; i < n; ++i) {
-    const T y = r[i] * beta + b;
-    r[i] = b > y ? b : y;
-  }
+  Transform(
+      r, n,
+      [=](auto x) {
+        using X = decltype(x);
+        return MaxOr2nd(Splat<X>(b), x * Splat<X>(beta) + Splat<X>(b));
+      },
+      static_cast<const T*>(r));
   return status;
 }
 
