@@ -72,11 +72,11 @@ inline void ScaleShift(T* r, int32_t n, T scale, T shift) {
       static_cast<const T*>(r));
 }
 
-// -2y for each logarithm y, as (y + y) negated.
+// -2y for each logarithm y, as (y + y) negated; on the generators' own
+// aligned stack buffers, so a plain loop.
 template <class T>
 inline void MinusTwice(T* y, int32_t n) {
-  Transform(
-      y, n, [](auto v) { return -(v + v); }, static_cast<const T*>(y));
+  for (int32_t i = 0; i < n; ++i) y[i] = -(y[i] + y[i]);
 }
 
 // ---- Method 0: Box-Muller ------------------------------------------------------
@@ -164,8 +164,8 @@ void PairBlock(const GaussianKernels<T>& k, T* u, int32_t p, T* r) {
     angle[i] = u[2 * i + 1] * GaussianConstants<T>::kTwoPi;
     u[i] = u[2 * i];
   }
-  T* root = u + kHalf;
-  VrsVectorCall(k.bm2_ln, p, u, root);
+  T* root = u + kHalf;  // free once the u1 halves are compacted
+  VrsVectorCall(k.bm2_ln, p, static_cast<const T*>(u), root);
   MinusTwice(root, p);
   VrsVectorCall(k.bm2_sqrt, p, root, root);
   VrsVectorCall(k.bm2_sincos, p, angle, angle, u);

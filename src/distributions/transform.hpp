@@ -7,6 +7,7 @@
 // alignment and is done element by element throughout.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -54,13 +55,15 @@ inline __m128d MinOr2nd(__m128d p, __m128d q) {
 
 // out[i] = f(in[i]...) for i in [0, n); an input may be the output itself.
 template <class T, class F, class... In>
-inline void Transform(T* out, int32_t n, F f, const In*... in) {
+inline void Transform(T* out, int32_t count, F f, const In*... in) {
   using S = Simd<T>;
-  constexpr int32_t kLanes = S::kLanes;
-  int32_t i = 0;
+  constexpr std::ptrdiff_t kLanes = S::kLanes;
+  const std::ptrdiff_t n = count;
+  std::ptrdiff_t i = 0;
   for (; i < n && reinterpret_cast<uintptr_t>(out + i) % 16 != 0; ++i) out[i] = f(in[i]...);
-  for (; i + 4 * kLanes <= n; i += 4 * kLanes) {
-    for (int32_t k = i; k < i + 4 * kLanes; k += kLanes) S::store(out + k, f(S::loadu(in + k)...));
+  for (; n - i >= 4 * kLanes; i += 4 * kLanes) {
+    for (std::ptrdiff_t k = i; k < i + 4 * kLanes; k += kLanes)
+      S::store(out + k, f(S::loadu(in + k)...));
   }
   for (; i < n; ++i) out[i] = f(in[i]...);
 }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "distributions/frame.hpp"
@@ -115,6 +116,11 @@ TEST_P(DistGuard, RestoresCallerStateAfterSuccessAndAfterAFailedDraw) {
   }
 }
 
+std::string CallerName(const ::testing::TestParamInfo<CallerState>& info) {
+  const char* names[] = {"DefaultMasked", "UnmaskedWithCallBack", "ExtendedRoundUpTraps"};
+  return names[info.index];
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Callers, DistGuard,
     ::testing::Values(
@@ -124,7 +130,8 @@ INSTANTIATE_TEST_SUITE_P(
         CallerState{0x0372, 0x1D00, 0x00000403u | 0x140000u, CallerHook},
         // Extended precision, rounding up, flush-to-zero bits in MXCSR, traps.
         CallerState{0x0B7F, 0xDF80, VTM_ERRMODE_IGNORE | VTM_LA | 0x280000u | VTM_TRAP_OVERFLOW,
-                    CallerHook}));
+                    CallerHook}),
+    CallerName);
 
 // Flags the body raised in MXCSR disappear only when the guard had to change
 // MXCSR; an unchanged word is not reloaded.
