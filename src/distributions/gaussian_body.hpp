@@ -234,7 +234,8 @@ template <class T>
 int32_t GaussianIcdf(const GaussianKernels<T>& k, VrsStream* stream, int32_t n, T* r, T a,
                      T sigma) {
   const int32_t status = RealUniform<T>(0, stream, n, r, T(-1), T(1));
-  if (status < 0) return status;
+  // The count goes to the generator as it stands; kernels never see n <= 0.
+  if (status < 0 || n <= 0) return status;
   // In place: at v = -1 or 1 the stored result is an infinity of v's sign,
   // which the hook reads back as the argument and caps with the same sign.
   VrsVectorCall(k.erfinv, n, r, r);
@@ -305,7 +306,7 @@ int32_t Lognormal(const GaussianKernels<T>& k, int32_t method, VrsStream* stream
   const int32_t gaussian_method =
       method == 0 ? VRS_METHOD_GAUSSIAN_BOXMULLER2 : VRS_METHOD_GAUSSIAN_ICDF;
   const int32_t status = Gaussian(k, gaussian_method, stream, n, r, a, sigma);
-  if (status < 0) return status;
+  if (status < 0 || n <= 0) return status;
   VrsVectorCall(k.exp, n, r, r);
   // max(b, y) in that order: a NaN y stays NaN.
   Transform(

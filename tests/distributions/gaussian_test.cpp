@@ -245,8 +245,14 @@ TYPED_TEST(DistGaussian, InverseMethodTakesOneUniformEachAndCapsBothEnds) {
   EXPECT_EQ(r[1], cap * scale + a);
   EXPECT_EQ(r[2], a);
   EXPECT_NEAR(double(r[3]), 3 + 0.5 * gsl_cdf_ugaussian_Pinv(0.75), 1e-6);
-  // Negative statuses come back unchanged.
-  script().fail_on_call = 2;
+  // No count: the generator is asked for 0 (its status comes back), nothing
+  // is written. Negative statuses come back unchanged.
+  script().ok_status = 5;
+  EXPECT_EQ(Gauss<T>(2, s.get(), 0, r, a, sigma), 5);
+  EXPECT_EQ(LogNormal<T>(1, s.get(), -2, r, a, sigma, T(0), T(1)), 5);
+  EXPECT_EQ(script().calls, (std::vector<int32_t>{4, 0, -2}));
+  EXPECT_EQ(r[2], a);
+  script().fail_on_call = 4;
   EXPECT_EQ(Gauss<T>(2, s.get(), 4, r, a, sigma), VRS_ERROR_QUASI_PERIOD_EXHAUSTED);
 }
 
