@@ -4,6 +4,7 @@
 
 #include "nex_api.h"
 #include "nex_fit.h"
+#include "nex_rng_dist.h"
 #include "nex_rng.h"
 #include "nex_stats.h"
 #include "nex_vtm.h"

@@ -6,25 +6,9 @@
 
 namespace nex::dist {
 
-#if __has_include("vector_frame/report.hpp")
 VtmErrorCallBack SwapErrorCallBack(VtmErrorCallBack hook) {
   return nex_vtm_kernel_SetErrorCallBack(hook);
 }
-#else
-// Until the status and call-back operations are part of this build, the same
-// steps done here: keep the old call-back, set or clear the call-back flag of
-// the mode, store the new call-back, and pass the word through SetMode.
-VtmErrorCallBack SwapErrorCallBack(VtmErrorCallBack hook) {
-  VtmThreadState* state = nex::vtm::GetThreadState();
-  if (state == nullptr) return nullptr;
-  const VtmErrorCallBack old = state->err_callback;
-  uint32_t mode = nex::vtm::GetMode();
-  mode = hook != nullptr ? (mode | VTM_ERRMODE_CALLBACK) : (mode & ~VTM_ERRMODE_CALLBACK);
-  state->err_callback = hook;
-  nex::vtm::SetMode(mode);
-  return old;
-}
-#endif
 
 VrsFpGuard::VrsFpGuard(VtmErrorCallBack hook) {
   namespace fpu = nex::vtm::fpu;
