@@ -34,5 +34,17 @@ int main(void) {
   float packed[3];
   _vtmsPackI(3, a, 2, packed);
   printf("\na[0:6:2]   : %6.2f %6.2f %6.2f\n", packed[0], packed[1], packed[2]);
+
+  /* A random stream: five uniform numbers on [10, 20) from MRG32k3a. */
+  VrsStream* stream = NULL;
+  const uint32_t seed = 12345;
+  double u[5];
+  if (__vrsNewStreamEx(&stream, VRS_BRNG_MRG32K3A, 1, &seed) == 0 &&
+      _vrsdRngUniform(0, stream, 5, u, 10.0, 20.0) == 0) {
+    printf("uniform    :");
+    for (int i = 0; i < 5; ++i) printf(" %6.3f", u[i]);
+    printf("\n");
+  }
+  __vrsDeleteStream(&stream);
   return 0;
 }
