@@ -121,30 +121,30 @@ void PackedRootPs(int n, const float* a, float* r) {
 
 #ifdef NEX_BENCH_SLEEF
 // SSE2 forms: 4 floats or 2 doubles per call.
-template <__m128 (*F)(__m128)>
+template <auto F>
 void SleefS1(int n, const float* a, float* r) {
   for (int i = 0; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i)));
 }
-template <__m128d (*F)(__m128d)>
+template <auto F>
 void SleefD1(int n, const double* a, double* r) {
   for (int i = 0; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i)));
 }
-template <__m128 (*F)(__m128, __m128)>
+template <auto F>
 void SleefS2(int n, const float* a, const float* b, float* r) {
   for (int i = 0; i + 4 <= n; i += 4)
     _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i), _mm_loadu_ps(b + i)));
 }
-template <__m128d (*F)(__m128d, __m128d)>
+template <auto F>
 void SleefD2(int n, const double* a, const double* b, double* r) {
   for (int i = 0; i + 2 <= n; i += 2)
     _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i), _mm_loadu_pd(b + i)));
 }
-template <__m128 (*F)(__m128, __m128), int kNum, int kDen>
+template <auto F, int kNum, int kDen>
 void SleefSPow(int n, const float* a, float* r) {
   const __m128 y = _mm_set1_ps(float(kNum) / float(kDen));
   for (int i = 0; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i), y));
 }
-template <__m128d (*F)(__m128d, __m128d), int kNum, int kDen>
+template <auto F, int kNum, int kDen>
 void SleefDPow(int n, const double* a, double* r) {
   const __m128d y = _mm_set1_pd(double(kNum) / double(kDen));
   for (int i = 0; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i), y));

@@ -36,9 +36,11 @@
 //          overflow; underflow is not reported, as for Pow. 0.5000001 ulp.
 // sHypot   plan D in double lanes (the squares are exact there): 0.5000001
 //          ulp; status 3 for an overflow from finite arguments.
-// dHypot   scaled to keep the squares in range, a^2 + b^2 in double-double
-//          by Dekker's products, one Newton correction of the root in
-//          double-double: 0.5000001 ulp. No report.
+// dHypot   plan D on two lanes: a^2 + b^2 in double-double by Dekker's
+//          products, one Newton correction of the root; arguments beyond
+//          2^+-500 are scaled by a power of two in the scalar routine, which
+//          rounds a denormal result once on the denormal grid. 0.5000001
+//          ulp. No report.
 //
 // The double kernels that compute in extended precision (dSqrt, dInvSqrt,
 // dCbrt, dInvCbrt) run under the Extended frame, which sets the 64-bit
@@ -217,9 +219,13 @@ inline double SqrtDoubleCore(double x) {
   s += (xl - s * s) * (0.5L * y);  // now within about 2^-63 of sqrt(x)
   double r = static_cast<double>(s);
   const LD diff = s - static_cast<LD>(r);
-  if (diff != 0) {
-    const uint64_t rb = to_bits(r);
-    const double nb = from_bits<double>(diff > 0 ? rb + 1 : rb - 1);
+  // s is within 2^-61 s of sqrt(x): unless it lies that close to the
+  // midpoint between r and its neighbour on the side of s (a quarter ulp
+  // below r when r is a power of two), r is the rounding of sqrt(x) too.
+  const uint64_t rb = to_bits(r);
+  const double nb = from_bits<double>(diff > 0 ? rb + 1 : rb - 1);
+  const LD half = __builtin_fabsl((static_cast<LD>(nb) - r) * 0.5L);
+  if (__builtin_expect(half - __builtin_fabsl(diff) < half * 0x1p-7L, 0)) {
     const LD mid = (static_cast<LD>(r) + nb) * 0.5L;
     if ((diff > 0) == AboveSquare(xl, mid)) r = nb;
   }
@@ -570,6 +576,47 @@ inline double HypotDouble(double a, double b) {
   return (r + corr) * unscale;
 }
 
+// The same on two lanes, for arguments whose squares and splits stay in
+// range without scaling: both below 2^500, the larger at or above 2^-500.
+// Everything else (zeros, infinities, NaNs, extreme magnitudes) goes to
+// HypotDouble.
+struct HypotDoubleOp {
+  using T = double;
+  static constexpr int kIn = 2, kOut = 1;
+  static constexpr bool kHasSpecial = true;
+  static __m128d SquareError(__m128d a, __m128d p) {
+    const __m128d t = _mm_mul_pd(a, _mm_set1_pd(134217729.0));
+    const __m128d h = _mm_sub_pd(t, _mm_sub_pd(t, a));
+    const __m128d l = _mm_sub_pd(a, h);
+    const __m128d hh = _mm_sub_pd(_mm_mul_pd(h, h), p);
+    return _mm_add_pd(_mm_add_pd(hh, _mm_mul_pd(_mm_add_pd(h, h), l)), _mm_mul_pd(l, l));
+  }
+  static __m128d Abs(__m128d x) { return _mm_and_pd(x, Simd<double>::bits(Simd<double>::kAbs)); }
+  static void packed(const __m128d* in, __m128d* out) {
+    const __m128d a = Abs(in[0]), b = Abs(in[1]);
+    const __m128d ax = _mm_max_pd(a, b), bx = _mm_min_pd(a, b);
+    const __m128d p = _mm_mul_pd(ax, ax), q = _mm_mul_pd(bx, bx);
+    const __m128d s = _mm_add_pd(p, q);
+    const __m128d e = _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(p, s), q), SquareError(ax, p)),
+                                 SquareError(bx, q));
+    const __m128d r = _mm_sqrt_pd(s);
+    const __m128d rr = _mm_mul_pd(r, r);
+    const __m128d d = _mm_add_pd(_mm_sub_pd(_mm_sub_pd(s, rr), SquareError(r, rr)), e);
+    out[0] = _mm_add_pd(r, _mm_div_pd(d, _mm_add_pd(r, r)));
+  }
+  static int special(const __m128d* in) {
+    const __m128d a = Abs(in[0]), b = Abs(in[1]);
+    const __m128d big = _mm_set1_pd(0x1p500), small = _mm_set1_pd(0x1p-500);
+    const __m128d out = _mm_or_pd(_mm_or_pd(_mm_cmpnlt_pd(a, big), _mm_cmpnlt_pd(b, big)),
+                                  _mm_cmplt_pd(_mm_max_pd(a, b), small));
+    return _mm_movemask_pd(_mm_or_pd(out, _mm_cmpunord_pd(a, b)));
+  }
+  static int scalar(const double* in, double* out) {
+    *out = HypotDouble(in[0], in[1]);
+    return 0;
+  }
+};
+
 // ---- Element loops -----------------------------------------------------------------------
 
 // Plan D with a report policy, in the form RunOne takes.
@@ -659,6 +706,5 @@ extern "C" void nex_vtm_k_sHypot(int n, const float* a, const float* b, float* r
   RunTwoReporting<HypotSingleOp, X::kMasked, M::kByMode, ReportAs<"vsHypot", 2, 1>>(n, a, b, r);
 }
 extern "C" void nex_vtm_k_dHypot(int n, const double* a, const double* b, double* r) {
-  Frame<X::kDouble, M::kKeepRounding> frame;
-  for (ptrdiff_t i = 0; i < n; ++i) r[i] = HypotDouble(a[i], b[i]);
+  RunTwo<HypotDoubleOp, X::kDouble, M::kKeepRounding, UsePlanD>(n, a, b, r);
 }

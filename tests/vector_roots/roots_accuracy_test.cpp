@@ -145,6 +145,12 @@ TYPED_TEST(RootsAccuracy, SqrtRoundsHardCasesCorrectly) {
     args.push_back(std::nextafter(sq, L::infinity()));
     args.push_back(r * r);  // a square, sometimes exact
   }
+  // Just below powers of two, where the root rounds up to a power of two and
+  // the lower midpoint is only a quarter ulp away.
+  for (int e = L::min_exponent - 1; e < L::max_exponent; ++e) {
+    T x = std::ldexp(T(1), e);
+    for (int k = 0; k < 4; ++k) args.push_back(x = std::nextafter(x, T(0)));
+  }
   const auto rep = acc::MeasureUnary<T>(K<T>::Sqrt, mpfr_sqrt, args);
   ExpectWithin(rep, 0.5, "Sqrt hard cases");
   EXPECT_EQ(rep.not_correctly_rounded, 0u) << rep.Describe("Sqrt hard cases");
