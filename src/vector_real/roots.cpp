@@ -22,6 +22,8 @@
 // dInvSqrt the dSqrt seed and two Newton steps in extended precision, rounded
 //          once: 0.5001 ulp.
 // Cbrt, InvCbrt
+//          single precision on plan D, two doubles at a time in each half of
+//          the register; double precision element by element. The
 //          exponent divided by 3 in fixed point (43691 = 2^17 / 3 rounded),
 //          the remainder picking 2^(k/3) (or 2^(-k/3)) in two parts; the top
 //          6 mantissa bits pick a row with a 9-bit reciprocal r of the row
@@ -387,9 +389,11 @@ inline bool IsZero(T x) {
   return (to_bits(x) & Simd<T>::kAbs) == 0;
 }
 
+// Zeros are tested by value, so that under denormals-are-zero a denormal
+// argument is the zero it then is.
 template <class T>
 inline int CbrtScalar(T x, T* r) {
-  if (__builtin_expect(!Finite(x) || IsZero(x), 0)) {
+  if (__builtin_expect(!Finite(x) || x == T(0), 0)) {
     *r = x + x;  // quiets a NaN, keeps infinities and zeros with their sign
     return 0;
   }
@@ -400,7 +404,7 @@ inline int CbrtScalar(T x, T* r) {
 
 template <class T>
 [[gnu::noinline]] int InvCbrtRare(T x, T* r) {
-  if (IsZero(x)) {
+  if (x == T(0)) {
     *r = T(1) / x;  // signed infinity, zero-divide flag
     return VTM_STATUS_SINGULARITY;
   }
@@ -410,7 +414,7 @@ template <class T>
 
 template <class T>
 inline int InvCbrtScalar(T x, T* r) {
-  if (__builtin_expect(!Finite(x) || IsZero(x), 0)) return InvCbrtRare(x, r);
+  if (__builtin_expect(!Finite(x) || x == T(0), 0)) return InvCbrtRare(x, r);
   const T mag = static_cast<T>(CubeRootMagnitude<T, Wide<T>, true>(x));
   *r = (to_bits(x) & Simd<T>::kSign) ? -mag : mag;
   return 0;
@@ -419,7 +423,7 @@ inline int InvCbrtScalar(T x, T* r) {
 // |x|^(2/3) as the square of the cube root in the wide format.
 template <class T>
 inline int Pow2o3Scalar(T x, T* r) {
-  if (__builtin_expect(!Finite(x) || IsZero(x), 0)) {
+  if (__builtin_expect(!Finite(x) || x == T(0), 0)) {
     *r = x * x;  // +0, +inf, or the NaN quieted
     return 0;
   }
@@ -427,6 +431,64 @@ inline int Pow2o3Scalar(T x, T* r) {
   *r = static_cast<T>(c * c);
   return 0;
 }
+
+// Cube roots of single-precision lanes, two doubles at a time: the same
+// reduction as CubeRootMagnitude<float, double>, with the exponent divided
+// by 3 in 64-bit integer lanes and the rows fetched lane by lane.
+template <bool kInverse>
+inline __m128d CubeRootPair(__m128d x) {  // x positive normal
+  const __m128i b = _mm_castpd_si128(x);
+  const __m128i n = _mm_add_epi64(_mm_srli_epi64(b, 52), _mm_set1_epi64x(1200 - 1023));
+  const __m128i q3 = _mm_srli_epi64(_mm_mul_epu32(n, _mm_set1_epi64x(43691)), 17);
+  const __m128i rem = _mm_sub_epi64(n, _mm_mul_epu32(q3, _mm_set1_epi64x(3)));
+  const __m128i pow2 = kInverse
+                           ? _mm_slli_epi64(_mm_sub_epi64(_mm_set1_epi64x(1023 + 400), q3), 52)
+                           : _mm_slli_epi64(_mm_add_epi64(q3, _mm_set1_epi64x(1023 - 400)), 52);
+  const __m128i row = _mm_and_si128(_mm_srli_epi64(b, 46), _mm_set1_epi64x(0x3F));
+  const int j0 = _mm_cvtsi128_si32(row), j1 = _mm_cvtsi128_si32(_mm_unpackhi_epi64(row, row));
+  const int k0 = _mm_cvtsi128_si32(rem), k1 = _mm_cvtsi128_si32(_mm_unpackhi_epi64(rem, rem));
+  const tb::CbrtRow &r0 = tb::kCbrt[j0], &r1 = tb::kCbrt[j1];
+  const double(*scale)[2] = kInverse ? tb::kInvCbrtScale : tb::kCbrtScale;
+  const __m128d recip = _mm_set_pd(r1.r, r0.r);
+  const __m128d base =
+      kInverse ? _mm_set_pd(r1.inv_cbrt_hi, r0.inv_cbrt_hi) : _mm_set_pd(r1.cbrt_hi, r0.cbrt_hi);
+  const __m128d factor = _mm_set_pd(scale[k1][0], scale[k0][0]);
+  const __m128d m =
+      _mm_or_pd(_mm_and_pd(x, Simd<double>::bits(kDoubleFrac)), Simd<double>::bits(kDoubleOne));
+  const __m128d t = _mm_sub_pd(_mm_mul_pd(m, recip), _mm_set1_pd(1.0));  // exact
+  static constexpr BinomialCoefficients<double, 4, kInverse> kC{};
+  __m128d p = _mm_set1_pd(kC.c[4]);
+  for (int k = 3; k >= 0; --k) p = _mm_add_pd(_mm_mul_pd(p, t), _mm_set1_pd(kC.c[k]));
+  return _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(base, p), factor), _mm_castsi128_pd(pow2));
+}
+
+// Lanes that are zero, denormal, infinite or NaN, whatever their sign.
+inline __m128 NotNormal(__m128 x) {
+  return NotPositiveNormal(_mm_and_ps(x, Simd<float>::bits(Simd<float>::kAbs)));
+}
+
+// sCbrt (kSquare false, kInverse false), sInvCbrt and sPow2o3 (kSquare) on
+// plan D: odd results get the sign of x back, Pow2o3 squares in double.
+template <bool kInverse, bool kSquare, int (*Scalar)(float, float*)>
+struct CubeRootSingleOp {
+  using T = float;
+  static constexpr int kIn = 1, kOut = 1;
+  static constexpr bool kHasSpecial = true;
+  static void packed(const __m128* in, __m128* out) {
+    const __m128 sign = Simd<float>::bits(Simd<float>::kSign);
+    __m128d lo, hi;
+    Widen(_mm_andnot_ps(sign, in[0]), lo, hi);
+    lo = CubeRootPair<kInverse>(lo);
+    hi = CubeRootPair<kInverse>(hi);
+    if constexpr (kSquare) {
+      out[0] = Narrow(_mm_mul_pd(lo, lo), _mm_mul_pd(hi, hi));
+    } else {
+      out[0] = _mm_or_ps(Narrow(lo, hi), _mm_and_ps(sign, in[0]));
+    }
+  }
+  static int special(const __m128* in) { return _mm_movemask_ps(NotNormal(in[0])); }
+  static int scalar(const float* in, float* out) { return Scalar(in[0], out); }
+};
 
 template <class T>
 [[gnu::noinline]] int Pow3o2Rare(T x, T* r) {
@@ -675,21 +737,23 @@ extern "C" void nex_vtm_k_dInvSqrt(int n, const double* a, double* r) {
       n, a, r);
 }
 extern "C" void nex_vtm_k_sCbrt(int n, const float* a, float* r) {
-  RunScalar<float, X::kDouble, M::kKeepRounding, NoReport, CbrtScalar<float>>(n, a, r);
+  RunOne<CubeRootSingleOp<false, false, CbrtScalar<float>>, X::kDouble, M::kKeepRounding, UsePlanD>(
+      n, a, r);
 }
 extern "C" void nex_vtm_k_dCbrt(int n, const double* a, double* r) {
   RunScalar<double, X::kExtended, M::kFixed, NoReport, CbrtScalar<double>>(n, a, r);
 }
 extern "C" void nex_vtm_k_sInvCbrt(int n, const float* a, float* r) {
-  RunScalar<float, X::kDouble, M::kKeepRounding, ReportAs<"vsInvCbrt", 1, 1>, InvCbrtScalar<float>>(
-      n, a, r);
+  RunOne<CubeRootSingleOp<true, false, InvCbrtScalar<float>>, X::kDouble, M::kKeepRounding,
+         UsePlanDReporting<ReportAs<"vsInvCbrt", 1, 1>>>(n, a, r);
 }
 extern "C" void nex_vtm_k_dInvCbrt(int n, const double* a, double* r) {
   RunScalar<double, X::kExtended, M::kFixed, ReportAs<"vdInvCbrt", 1, 1>, InvCbrtScalar<double>>(
       n, a, r);
 }
 extern "C" void nex_vtm_k_sPow2o3(int n, const float* a, float* r) {
-  RunScalar<float, X::kMasked, M::kByMode, NoReport, Pow2o3Scalar<float>>(n, a, r);
+  RunOne<CubeRootSingleOp<false, true, Pow2o3Scalar<float>>, X::kMasked, M::kByMode, UsePlanD>(n, a,
+                                                                                               r);
 }
 extern "C" void nex_vtm_k_dPow2o3(int n, const double* a, double* r) {
   RunScalar<double, X::kMasked, M::kByMode, NoReport, Pow2o3Scalar<double>>(n, a, r);
