@@ -165,7 +165,7 @@ float SqrtSingleByNewton(double x) {
     return VTM_STATUS_DOMAIN;
   }
   const double xd = x;  // zero when denormals are treated as zero
-  *r = xd == 0 ? static_cast<float>(xd) : SqrtSingleByNewton(xd);
+  *r = xd == 0 ? x * 0.0f : SqrtSingleByNewton(xd);
   return 0;
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <thread>
 #include <vector>
 
 #include "nex_vtm.h"
@@ -294,6 +295,46 @@ TYPED_TEST(RootsEdge, InPlace) {
     k(static_cast<int>(x.size()), x.data(), x.data());
     for (size_t i = 0; i < x.size(); ++i) ASSERT_EQ(x[i], want[i]);
   }
+}
+
+}  // namespace
+
+namespace {
+
+// With flush-to-zero in the mode, the kernels whose frame follows the mode
+// take a denormal argument for the zero it then is, scalar routines
+// included; those that keep the caller's MXCSR do so when the caller sets
+// denormals-are-zero itself.
+TEST(RootsFlush, DenormalArgumentsAreZeros) {
+  std::thread([] {
+    _vtmSetMode(VTM_FLUSH_ZERO_ON);
+    const float fd = std::numeric_limits<float>::denorm_min() * 5;
+    const double dd = std::numeric_limits<double>::denorm_min() * 5;
+    auto s1 = Call1<float>(_vtmsSqrt, fd);
+    EXPECT_EQ(s1.result, 0.0f);
+    EXPECT_EQ(s1.status, 0);
+    auto s2 = Call1<float>(_vtmsInvSqrt, fd);
+    EXPECT_EQ(s2.result, std::numeric_limits<float>::infinity());
+    EXPECT_EQ(s2.status, kPole);
+    auto d1 = Call1<double>(_vtmdSqrt, dd);
+    EXPECT_EQ(d1.result, 0.0);
+    auto d2 = Call1<double>(_vtmdInvSqrt, dd);
+    EXPECT_EQ(d2.result, std::numeric_limits<double>::infinity());
+    EXPECT_EQ(d2.status, kPole);
+    EXPECT_EQ(Call1<float>(_vtmsPow2o3, fd).result, 0.0f);
+
+    uint32_t mxcsr;
+    __asm__ volatile("stmxcsr %0" : "=m"(mxcsr));
+    const uint32_t daz = mxcsr | 0x8040;
+    __asm__ volatile("ldmxcsr %0" : : "m"(daz));
+    const auto c = Call1<float>(_vtmsCbrt, -fd);
+    const auto ic = Call1<float>(_vtmsInvCbrt, -fd);
+    __asm__ volatile("ldmxcsr %0" : : "m"(mxcsr));
+    EXPECT_EQ(c.result, 0.0f);
+    EXPECT_TRUE(std::signbit(c.result));
+    EXPECT_EQ(ic.result, -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(ic.status, kPole);
+  }).join();
 }
 
 }  // namespace
