@@ -268,9 +268,6 @@ inline double SqrtDoubleCore(double x) {
 inline bool PositiveNormal(double x) {
   return (to_bits(x) >> 32) - 0x00100000u < 0x7FE00000u;
 }
-inline bool PositiveNormal(float x) {
-  return to_bits(x) - 0x00800000u < 0x7F000000u;
-}
 
 // ---- Reciprocal square root -------------------------------------------------------------
 
