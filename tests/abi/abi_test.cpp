@@ -181,6 +181,14 @@ uint32_t CostBits(const std::string& row, int slot) {
   return 0;
 }
 
+// Built rows of the function list, optionally without the pack/unpack rows.
+int BuiltRows(bool without_packs) {
+  int n = 0;
+  for (const Row& r : Rows())
+    n += r.built && !(without_packs && r.shape.find("PACK") != std::string::npos);
+  return n;
+}
+
 TEST_F(SharedLibrary, TablesHoldTheirKernelsAndCostsSideBySide) {
   int checked = 0;
   for (const Row& r : Rows()) {
@@ -199,7 +207,8 @@ TEST_F(SharedLibrary, TablesHoldTheirKernelsAndCostsSideBySide) {
     }
     ++checked;
   }
-  EXPECT_EQ(checked, 88);
+  EXPECT_EQ(checked, BuiltRows(false));
+  EXPECT_GE(checked, 88);  // every kernel built so far
 }
 
 // Decodes an entry and returns the address of the slot it jumps through, or
@@ -252,9 +261,9 @@ TEST_F(SharedLibrary, EveryEntryIsOneIndirectJumpThroughItsSlot) {
     }
   }
 #if defined(__x86_64__)
-  EXPECT_EQ(checked, 352);
+  EXPECT_EQ(checked, 4 * BuiltRows(false));
 #else
-  EXPECT_EQ(checked, 256);
+  EXPECT_EQ(checked, 4 * BuiltRows(true));  // 32-bit pack entries build a frame
 #endif
 }
 
