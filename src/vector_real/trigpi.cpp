@@ -518,7 +518,12 @@ int TrigScalar(typename Op::T x, typename Op::T* out) {
   }
   *out = Op::one(y);
   if constexpr (F == Fn::kTan) {
-    if (IsPole<T, U>(y < 0 ? -y : y)) return VTM_STATUS_SINGULARITY;
+    if (IsPole<T, U>(y < 0 ? -y : y)) {
+      volatile T zero = T(0);
+      volatile T pole = T(1) / zero;  // the divide-by-zero flag of a pole
+      (void)pole;
+      return VTM_STATUS_SINGULARITY;
+    }
   }
   return 0;
 }
