@@ -138,8 +138,9 @@ struct SingleOp {
   static constexpr int kIn = 1, kOut = 1;
   static constexpr bool kHasSpecial = true;
   static constexpr float kHalfPeriod = U == Unit::kHalfTurn ? 0.5f : 90.0f;
-  // First |x| bits served by the scalar routine.
-  static constexpr uint32_t kLimit = U == Unit::kHalfTurn ? 0x4A800000u : 0x4B80002Du;
+  // First |x| bits served by the scalar routine: half-turns fold every
+  // finite argument in the packed path (see fold), degrees from 16777306.
+  static constexpr uint32_t kLimit = U == Unit::kHalfTurn ? 0x7F800000u : 0x4B80002Du;
   // Sine and cosine of EP and LA in single arithmetic; the rest in double.
   static constexpr bool kSingleArith = L != Slot::kHa && F != Fn::kTan;
 
@@ -147,6 +148,22 @@ struct SingleOp {
     V r;    // a - k H, exact
     V odd;  // sign bit set where k is odd
   };
+
+  // Half-turns: from 2^22 on, a is a multiple of 1/2, and a minus the
+  // nearest multiple of 4 (the sum with 1.5 * 2^25 rounds to it) is exact
+  // and in [-2, 2]; from 2^24 on, a is an even integer and folds to 0. Four
+  // is a multiple of the period that keeps the parity of integers, so every
+  // result, signs of zeros and of poles included, is that of the folded
+  // value; the steps below hold for negative values too.
+  static V fold(V a) {
+    if constexpr (U == Unit::kHalfTurn) {
+      const V c = S::set1(50331648.0f);
+      const V folded = S::andnot(S::int_gt(a, 0x4B7FFFFFu), S::sub(a, S::sub(S::add(a, c), c)));
+      return S::blend(S::int_gt(a, 0x4A7FFFFFu), folded, a);
+    } else {
+      return a;
+    }
+  }
 
   static Reduced reduce(V a) {
     const V shifter = S::set1(12582912.0f);  // 1.5 * 2^23: k lands in the low bits
@@ -184,7 +201,7 @@ struct SingleOp {
 
   static void packed(const V* in, V* out) {
     const V sign = S::and_(in[0], S::bits(S::kSign));
-    const V a = S::and_(in[0], S::bits(S::kAbs));
+    const V a = fold(S::and_(in[0], S::bits(S::kAbs)));
     const Reduced red = reduce(a);
     const V zero = S::set1(0.0f);
     if constexpr (F == Fn::kSin) {
@@ -214,7 +231,7 @@ struct SingleOp {
     const V a = S::and_(in[0], S::bits(S::kAbs));
     V mask = S::int_gt(a, kLimit - 1);
     if constexpr (F == Fn::kTan) {
-      const V abs_r = S::and_(reduce(a).r, S::bits(S::kAbs));
+      const V abs_r = S::and_(reduce(fold(a)).r, S::bits(S::kAbs));
       mask = S::or_(mask, S::cmpeq(abs_r, S::set1(kHalfPeriod)));
     }
     return S::movemask(mask);
