@@ -313,8 +313,10 @@ struct DoubleOp {
   static constexpr int kIn = 1, kOut = 1;
   static constexpr bool kHasSpecial = true;
   static constexpr double kQuarter = U == Unit::kHalfTurn ? 0.5 : 90.0;
+  // First |x| bits served by the scalar routine: half-turns fold every
+  // finite argument in the packed path, degrees from 2^52.
   static constexpr uint64_t kLimit =
-      U == Unit::kHalfTurn ? 0x4310000000000000ull : 0x4330000000000000ull;  // 2^50, 2^52
+      U == Unit::kHalfTurn ? 0x7FF0000000000000ull : 0x4330000000000000ull;
   // Below 2^-960 the error terms of the HA product underflow; the scalar
   // routine scales such arguments (the cosine there is 1 and needs nothing).
   static constexpr uint64_t kTiny = (L == Slot::kHa && F != Fn::kCos) ? 0x03F0000000000000ull : 0;
@@ -323,6 +325,20 @@ struct DoubleOp {
     V r;        // a - k H/2, exact
     __m128i k;  // the low bits of k in the low word of each lane
   };
+
+  // Half-turns: from 2^50 on, a is a multiple of 1/4; a minus the nearest
+  // multiple of 4 (by the sum with 1.5 * 2^54) is exact and in [-2, 2], and
+  // from 2^53 on a is an even integer and folds to 0 (as in single).
+  static V fold(V a) {
+    if constexpr (U == Unit::kHalfTurn) {
+      const V c = S::set1(27021597764222976.0);
+      const V folded =
+          S::andnot(S::int_gt(a, 0x433FFFFFFFFFFFFFull), S::sub(a, S::sub(S::add(a, c), c)));
+      return S::blend(S::int_gt(a, 0x430FFFFFFFFFFFFFull), folded, a);
+    } else {
+      return a;
+    }
+  }
 
   static Reduced reduce(V a) {
     const V shifter = S::set1(6755399441055744.0);  // 1.5 * 2^52
@@ -390,7 +406,7 @@ struct DoubleOp {
 
   static void packed(const V* in, V* out) {
     const V sign = S::and_(in[0], S::bits(S::kSign));
-    const V a = S::and_(in[0], S::bits(S::kAbs));
+    const V a = fold(S::and_(in[0], S::bits(S::kAbs)));
     const Reduced red = reduce(a);
     Dd s, c;
     sin_cos(red.r, &s, &c);
@@ -436,7 +452,7 @@ struct DoubleOp {
     V mask = S::int_gt(a, kLimit - 1);
     if constexpr (kTiny != 0) mask = S::or_(mask, S::cmplt(a, S::bits(kTiny)));
     if constexpr (F == Fn::kTan) {
-      const Reduced red = reduce(a);
+      const Reduced red = reduce(fold(a));
       mask = S::or_(mask, S::and_(S::cmpeq(red.r, S::set1(0.0)), bit_mask(red.k, 0)));
     }
     return S::movemask(mask);
@@ -457,21 +473,15 @@ inline uint64_t Pow2Mod360(int e) {
   return e < 3 ? uint64_t{1} << e : 8u * trigpi::kPow2Mod45[(e - 3) % 12];
 }
 
-// |x| (finite, at or beyond the limit of the packed reduction) reduced
-// exactly modulo the full period: 2 half-turns or 360 degrees. Above the
-// limits a is a multiple of 1/4 (half-turns) or an integer (degrees).
-template <class T, Unit U>
-T ReduceHuge(T a) {
+// |x| in degrees (finite, at or beyond the limit of the packed reduction,
+// so an integer m 2^e, e >= 0) reduced exactly modulo 360.
+template <class T>
+T ReduceDegrees(T a) {
   using B = LaneBits<T>;
   const auto bits = to_bits(a);
   const uint64_t m = (bits & B::kFracMask) | (decltype(bits){1} << (B::kPrecision - 1));
   const int e = static_cast<int>(bits >> (B::kPrecision - 1)) - B::kBias - (B::kPrecision - 1);
-  if constexpr (U == Unit::kHalfTurn) {
-    if (e >= 1) return T(0);  // an even integer
-    return static_cast<T>((m << (e + 2)) & 7u) * T(0.25);
-  } else {
-    return static_cast<T>((m % 360u) * Pow2Mod360(e) % 360u);
-  }
+  return static_cast<T>((m % 360u) * Pow2Mod360(e) % 360u);
 }
 
 // a (non-negative, below 2^52) is H/2 plus a multiple of H.
@@ -529,9 +539,11 @@ int TrigScalar(typename Op::T x, typename Op::T* out) {
     return 0;
   }
   T y = x;
-  if (abs_bits >= Op::kLimit) {
-    const T r = ReduceHuge<T, U>(from_bits<T>(abs_bits));
-    y = (to_bits(x) & S::kSign) ? -r : r;
+  if constexpr (U == Unit::kDegree) {
+    if (abs_bits >= Op::kLimit) {
+      const T r = ReduceDegrees<T>(from_bits<T>(abs_bits));
+      y = (to_bits(x) & S::kSign) ? -r : r;
+    }
   }
   *out = Op::one(y);
   if constexpr (F == Fn::kTan) {
