@@ -4,9 +4,9 @@
 //
 // Both units allow an exact reduction: the period is a small integer in the
 // argument's own unit, so x - k H (H = 1 half-turn, or 180 degrees) is exact
-// for every x below a limit, and above it x is an integer (or a multiple of
-// 1/4), whose residue modulo 2 or 360 follows from integer arithmetic on its
-// significand. No multi-word reciprocal of pi is needed.
+// for every x below a limit, and above it x is a multiple of 1/4 (folded
+// exactly modulo 4 half-turns) or an integer (reduced modulo 360 degrees in
+// integer arithmetic). No multi-word reciprocal of pi is needed.
 //
 // Single precision, all slots: on a = |x|, k = nearest integer to a / H by
 // the shifter 1.5 * 2^23 (through the product with 0.0055555557 for degrees),
@@ -23,7 +23,7 @@
 // two doubles (Dekker product with pi or pi/180 in two parts), the leading
 // terms p and 1 - p^2/2 are carried exactly, and the tangent divides two
 // double-double values with one correction step, so every result is one
-// rounding of a value with a relative error below 2^-60. LA and EP evaluate
+// rounding of a value within a few 2^-58 relative. LA and EP evaluate
 // in plain double with shorter series.
 //
 // Signs and exact results: the odd functions are computed on |x| and take
@@ -36,15 +36,27 @@
 // (VTM_STATUS_SINGULARITY): a finite argument whose result is infinite.
 // Tand is the same on 90 + 180 n.
 //
-// Exceptional lanes: an infinity gives NaN with status 1, a NaN gives x * x
-// with no status; arguments beyond the exact-reduction limit (2^22 and
-// 16777306 in single, 2^50 and 2^52 in double) and, in double HA sine and
-// tangent, arguments below 2^-960 (whose products would lose the error terms
-// to underflow) take the scalar routine, which reduces exactly or scales.
+// Huge arguments. Half-turns: from 2^22 (single) or 2^50 (double) on, x is
+// a multiple of 1/4 and the packed path subtracts the nearest multiple of 4
+// (exact), or all of x once it is an even integer; every finite argument
+// stays in the packed path. Degrees: from 16777306 (single) or 2^52
+// (double) on, x is an integer m 2^e, and the scalar routine takes
+// (m mod 360) (2^e mod 360) mod 360 in integers (2^e mod 360 from a table of
+// the powers of 2 modulo 45), then the packed path on that residue.
 //
-// Worst errors measured (tests/vector_trigpi, MPFR at 192 bits, see also
-// docs/accuracy_trigpi.md): see the table there; every HA kernel stays below
-// 0.51 ulp (single) and 0.52 ulp (double).
+// Exceptional lanes: an infinity gives NaN with status 1 (VTM_STATUS_DOMAIN),
+// a NaN gives x * x with no status, a tangent pole its signed infinity with
+// status 2. In double HA sine and tangent, arguments below 2^-960, whose
+// product with pi would lose its error terms to underflow, take the scalar
+// routine, which forms the product at the scale 2^120 and rounds it once.
+//
+// Worst errors measured against MPFR (tests/vector_trigpi; the figures per
+// function are in docs/accuracy_trigpi.md): HA 0.5004 ulp in single (vsTanpi)
+// and 0.536 ulp in double (vdTand, at x = 4096 - 1.4e-12); LA 1.92
+// ulp in single (vsCospi near x = 0.42, single arithmetic) and 3.45 ulp in
+// double (vdTanpi near x = 0.25, a plain quotient); EP 2692 ulp in single
+// (11.6 correct bits, vsSinpi at x ~ 0.28) and 6.5e6 ulp in double (29.4 bits,
+// the tangents).
 #include <bit>
 
 #include "vector_frame/report.hpp"
@@ -297,6 +309,8 @@ struct DoubleSeries<Slot::kHa> {
 template <>
 struct DoubleSeries<Slot::kLa> {
   static constexpr const auto& kSin = trigpi::kLaSin;
+  static constexpr double kSin1[5] = {trigpi::kLaSin[1], trigpi::kLaSin[2], trigpi::kLaSin[3],
+                                      trigpi::kLaSin[4], trigpi::kLaSin[5]};
   static constexpr const auto& kCos = trigpi::kLaCos;
 };
 template <>
@@ -320,6 +334,11 @@ struct DoubleOp {
   // Below 2^-960 the error terms of the HA product underflow; the scalar
   // routine scales such arguments (the cosine there is 1 and needs nothing).
   static constexpr uint64_t kTiny = (L == Slot::kHa && F != Fn::kCos) ? 0x03F0000000000000ull : 0;
+
+  // Sine and cosine with their leading terms carried in two doubles: HA,
+  // and the LA tangent, whose plain quotient of two plain doubles would come
+  // near its bound of 4 ulp.
+  static constexpr bool kCarried = L == Slot::kHa || (L == Slot::kLa && F == Fn::kTan);
 
   struct Reduced {
     V r;        // a - k H/2, exact
@@ -357,7 +376,7 @@ struct DoubleOp {
   static void sin_cos(V r, Dd* sin_p, Dd* cos_p) {
     using C = DoubleSeries<L>;
     const V one = S::set1(1.0), half = S::set1(0.5);
-    if constexpr (L == Slot::kHa) {
+    if constexpr (kCarried) {
       const Dd p = U == Unit::kHalfTurn ? ProductWith(r, trigpi::kPiHi, trigpi::kPiLo)
                                         : ProductWith(r, trigpi::kDegHi, trigpi::kDegLo);
       const V t = S::mul(p.hi, p.hi);
