@@ -51,12 +51,12 @@
 // routine, which forms the product at the scale 2^120 and rounds it once.
 //
 // Worst errors measured against MPFR (tests/vector_trigpi; the figures per
-// function are in docs/accuracy_trigpi.md): HA 0.5004 ulp in single (vsTanpi)
-// and 0.536 ulp in double (vdTand, at x = 4096 - 1.4e-12); LA 1.92
-// ulp in single (vsCospi near x = 0.42, single arithmetic) and 3.45 ulp in
-// double (vdTanpi near x = 0.25, a plain quotient); EP 2692 ulp in single
-// (11.6 correct bits, vsSinpi at x ~ 0.28) and 6.5e6 ulp in double (29.4 bits,
-// the tangents).
+// function are in docs/accuracy_trigpi.md): HA 0.5005 ulp in single (vsTand)
+// and 0.541 ulp in double (vdTand at x = 44.366); LA 1.98 ulp in single
+// (vsCosd near x = 24485, single arithmetic) and 2.09 ulp in double (vdTand
+// near x = -404, the quotient of two leading parts); EP 2692 ulp in single
+// (11.6 correct bits, vsSinpi at x ~ 0.28) and 6.5e6 ulp in double (29.4
+// bits, the tangents).
 #include <bit>
 
 #include "vector_frame/report.hpp"
