@@ -40,9 +40,11 @@
 // a multiple of 1/4 and the packed path subtracts the nearest multiple of 4
 // (exact), or all of x once it is an even integer; every finite argument
 // stays in the packed path. Degrees: from 16777306 (single) or 2^52
-// (double) on, x is an integer m 2^e, and the scalar routine takes
-// (m mod 360) (2^e mod 360) mod 360 in integers (2^e mod 360 from a table of
-// the powers of 2 modulo 45), then the packed path on that residue.
+// (double) on, x is an integer m 2^e, whose residue modulo 360 is that of
+// m (2^e mod 360) (2^e mod 360 from a table of the powers of 2 modulo 45):
+// in single the packed path forms that product exactly in double, in
+// double the scalar routine does it in integers, and both go on with the
+// residue.
 //
 // Exceptional lanes: an infinity gives NaN with status 1 (VTM_STATUS_DOMAIN),
 // a NaN gives x * x with no status, a tangent pole its signed infinity with
@@ -142,6 +144,11 @@ inline __m128 OnDoubles(__m128 x, __m128 y, F f) {
   return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
 }
 
+// 2^e mod 360 = 8 (2^(e-3) mod 45) for e >= 3.
+inline uint64_t Pow2Mod360(int e) {
+  return e < 3 ? uint64_t{1} << e : 8u * trigpi::kPow2Mod45[(e - 3) % 12];
+}
+
 template <Fn F, Unit U, Slot L>
 struct SingleOp {
   using T = float;
@@ -150,9 +157,10 @@ struct SingleOp {
   static constexpr int kIn = 1, kOut = 1;
   static constexpr bool kHasSpecial = true;
   static constexpr float kHalfPeriod = U == Unit::kHalfTurn ? 0.5f : 90.0f;
-  // First |x| bits served by the scalar routine: half-turns fold every
-  // finite argument in the packed path (see fold), degrees from 16777306.
-  static constexpr uint32_t kLimit = U == Unit::kHalfTurn ? 0x7F800000u : 0x4B80002Du;
+  // First |x| bits where the reduction by k H would no longer be exact; fold
+  // brings larger arguments back below it, so no finite lane needs the
+  // scalar routine.
+  static constexpr uint32_t kLimit = U == Unit::kHalfTurn ? 0x4A800000u : 0x4B80002Du;
   // Sine and cosine of EP and LA in single arithmetic; the rest in double.
   static constexpr bool kSingleArith = L != Slot::kHa && F != Fn::kTan;
 
@@ -173,7 +181,32 @@ struct SingleOp {
       const V folded = S::andnot(S::int_gt(a, 0x4B7FFFFFu), S::sub(a, S::sub(S::add(a, c), c)));
       return S::blend(S::int_gt(a, 0x4A7FFFFFu), folded, a);
     } else {
-      return a;
+      // Degrees: from 16777306 on, a = m 2^e is an integer (e >= 1), and
+      // m (2^e mod 360) < 2^33 is exact in double, so its residue modulo
+      // 360, r in [-180, 180], is found exactly by the shifter there; r has
+      // the same sine, cosine and tangent, signs of zeros and poles included
+      // (360 is an even number of half periods). The powers come from a
+      // small table, lane by lane, in the rare blocks that need them.
+      const V big = S::andnot(S::int_gt(a, 0x7F7FFFFFu), S::int_gt(a, kLimit - 1));
+      const int lanes = S::movemask(big);
+      if (__builtin_expect(lanes == 0, 1)) return a;
+      alignas(16) uint32_t bits[4];
+      alignas(16) double v[4];
+      _mm_store_si128(reinterpret_cast<__m128i*>(bits), _mm_castps_si128(a));
+      for (int j = 0; j < 4; ++j) {
+        const uint32_t m = (bits[j] & 0x007FFFFFu) | 0x00800000u;
+        const int e = static_cast<int>(bits[j] >> 23) - 150;
+        v[j] = (lanes >> j) & 1 ? double(m) * double(Pow2Mod360(e)) : 0.0;
+      }
+      const __m128d shifter = _mm_set1_pd(6755399441055744.0);  // 1.5 * 2^52
+      auto mod360 = [&](__m128d x) {
+        const __m128d q =
+            _mm_sub_pd(_mm_add_pd(_mm_mul_pd(x, _mm_set1_pd(1.0 / 360.0)), shifter), shifter);
+        return _mm_sub_pd(x, _mm_mul_pd(q, _mm_set1_pd(360.0)));
+      };
+      const V r = _mm_movelh_ps(_mm_cvtpd_ps(mod360(_mm_load_pd(v))),
+                                _mm_cvtpd_ps(mod360(_mm_load_pd(v + 2))));
+      return S::blend(big, r, a);
     }
   }
 
@@ -241,7 +274,7 @@ struct SingleOp {
 
   static int special(const V* in) {
     const V a = S::and_(in[0], S::bits(S::kAbs));
-    V mask = S::int_gt(a, kLimit - 1);
+    V mask = S::int_gt(a, 0x7F7FFFFFu);  // infinity and NaN
     if constexpr (F == Fn::kTan) {
       const V abs_r = S::and_(reduce(fold(a)).r, S::bits(S::kAbs));
       mask = S::or_(mask, S::cmpeq(abs_r, S::set1(kHalfPeriod)));
@@ -487,11 +520,6 @@ struct DoubleOp {
 
 // ---- Scalar routine --------------------------------------------------------------
 
-// 2^e mod 360 = 8 (2^(e-3) mod 45) for e >= 3.
-inline uint64_t Pow2Mod360(int e) {
-  return e < 3 ? uint64_t{1} << e : 8u * trigpi::kPow2Mod45[(e - 3) % 12];
-}
-
 // |x| in degrees (finite, at or beyond the limit of the packed reduction,
 // so an integer m 2^e, e >= 0) reduced exactly modulo 360.
 template <class T>
@@ -503,9 +531,10 @@ T ReduceDegrees(T a) {
   return static_cast<T>((m % 360u) * Pow2Mod360(e) % 360u);
 }
 
-// a (non-negative, below 2^52) is H/2 plus a multiple of H.
+// a (non-negative) is H/2 plus a multiple of H.
 template <class T, Unit U>
 bool IsPole(T a) {
+  if (!(a < T(0x1p52))) return false;  // an even integer, or not finite
   if constexpr (U == Unit::kHalfTurn) {
     const double t = 2.0 * static_cast<double>(a);
     const uint64_t n = static_cast<uint64_t>(t);
