@@ -1,9 +1,9 @@
 // Sine, cosine and tangent in half-turns and degrees, in elements per
 // nanosecond (counter elem_per_ns), for n = 1e3 and 1e5, beside a loop over
-// the C library's sin(pi x) and tan(pi x) (the reference cost) and SLEEF's
-// sinpi/cospi (0.506-ulp class, SSE2, and AVX2 when the processor has it).
-// Arguments: moderate (|x| < 1000) and huge (|x| from 2^23 to the largest
-// finite, where the kernels reduce in their scalar routine).
+// the C library's sin(pi x) and tan(pi x) (the reference cost) and the peer
+// vector library's sinpi/cospi (0.506-ulp class, SSE2, and AVX2 when the
+// processor has it). Arguments: moderate (|x| < 1000) and huge (|x| from
+// 2^23 to the largest finite).
 #include <benchmark/benchmark.h>
 #include <immintrin.h>
 
