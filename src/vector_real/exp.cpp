@@ -172,6 +172,8 @@ __attribute__((noinline)) int DExpScalar(double x, double* y) {
     return VTM_STATUS_UNDERFLOW;
   }
   *y = DExpCore(x);
+  // The limit itself rounds to infinity: reported as the overflow it is.
+  if (*y == inf) return VTM_STATUS_OVERFLOW;
   return x < kDSubnormal ? VTM_STATUS_UNDERFLOW : VTM_STATUS_OK;
 }
 
