@@ -138,6 +138,10 @@ const double kDOverflow = from_bits<double>(0x40862E42FEFA39F0ull);   // 709.782
 const double kDZero = from_bits<double>(0xC0874910D52D3052ull);       // -745.13321910194
 const double kDSubnormal = from_bits<double>(0xC086232BDD7ABCD3ull);  // -708.39641853226
 
+// The core of dExp; kWide builds 2^k as an extended value, for the scalar
+// routine whose k goes below the double range, and the block path uses a
+// double 2^k (|k| <= 1022 there).
+template <bool kWide = false>
 inline double DExpCore(double x) {
   const long double xl = x;
   const long double th = xl * LoadExt(tab::kLog2eHi);  // exact
@@ -146,9 +150,16 @@ inline double DExpCore(double x) {
   const long double r = (th - (static_cast<long double>(y) - kShiftD)) + tl;
   const int32_t m = static_cast<int32_t>(static_cast<uint32_t>(to_bits(y)));
   const long double p = ((r + kD0) * r + kD1) * r + kD2;
+  auto Scale = [](int32_t k) -> long double {
+    if constexpr (kWide) {
+      return Pow2Ext(k);
+    } else {
+      return from_bits<double>(static_cast<uint64_t>(k + 1023) << 52);
+    }
+  };
   return static_cast<double>(p * LoadExt(tab::dExpLow[m & 15]) *
                              LoadExt(tab::dExpMiddle[(m >> 4) & 31]) *
-                             LoadExt(tab::dExpHigh[(m >> 9) & 31]) * Pow2Ext(m >> 14));
+                             LoadExt(tab::dExpHigh[(m >> 9) & 31]) * Scale(m >> 14));
 }
 
 __attribute__((noinline)) int DExpScalar(double x, double* y) {
@@ -171,7 +182,7 @@ __attribute__((noinline)) int DExpScalar(double x, double* y) {
     RaiseUnderflow<double>();
     return VTM_STATUS_UNDERFLOW;
   }
-  *y = DExpCore(x);
+  *y = DExpCore<true>(x);
   // The limit itself rounds to infinity: reported as the overflow it is.
   if (*y == inf) return VTM_STATUS_OVERFLOW;
   return x < kDSubnormal ? VTM_STATUS_UNDERFLOW : VTM_STATUS_OK;
