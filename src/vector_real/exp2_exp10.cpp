@@ -65,17 +65,18 @@ struct IntLanes<float> {
   static __m128i add(__m128i a, __m128i b) { return _mm_add_epi32(a, b); }
   static __m128i shl(__m128i a, int s) { return _mm_slli_epi32(a, s); }
   static __m128i field(uint32_t v) { return _mm_set1_epi32(static_cast<int>(v)); }
+  // Pair j of each lane: two 8-byte loads per register of pairs, then the
+  // high and low halves shuffled apart (no narrow stores to forward).
   static void gather(const tab::Pair<float>* t, __m128i k, int mask, __m128* hi, __m128* lo) {
-    alignas(16) uint32_t idx[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(idx), k);
-    alignas(16) float h[4], l[4];
-    for (int i = 0; i < 4; ++i) {
-      const tab::Pair<float>& e = t[idx[i] & static_cast<uint32_t>(mask)];
-      h[i] = e.hi;
-      l[i] = e.lo;
-    }
-    *hi = _mm_load_ps(h);
-    *lo = _mm_load_ps(l);
+    const auto at = [&](int lane) {
+      return reinterpret_cast<const __m64*>(t + (_mm_extract_epi16(k, lane * 2) & mask));
+    };
+    __m128 p01 = _mm_loadl_pi(_mm_setzero_ps(), at(0));
+    p01 = _mm_loadh_pi(p01, at(1));
+    __m128 p23 = _mm_loadl_pi(_mm_setzero_ps(), at(2));
+    p23 = _mm_loadh_pi(p23, at(3));
+    *hi = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
+    *lo = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
   }
 };
 template <>
@@ -87,12 +88,10 @@ struct IntLanes<double> {
   static __m128i shl(__m128i a, int s) { return _mm_slli_epi64(a, s); }
   static __m128i field(uint64_t v) { return _mm_set1_epi64x(static_cast<long long>(v)); }
   static void gather(const tab::Pair<double>* t, __m128i k, int mask, __m128d* hi, __m128d* lo) {
-    alignas(16) uint32_t idx[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(idx), k);
-    const tab::Pair<double>& e0 = t[idx[0] & static_cast<uint32_t>(mask)];
-    const tab::Pair<double>& e1 = t[idx[2] & static_cast<uint32_t>(mask)];
-    *hi = _mm_set_pd(e1.hi, e0.hi);
-    *lo = _mm_set_pd(e1.lo, e0.lo);
+    const __m128d p0 = _mm_load_pd(&t[_mm_extract_epi16(k, 0) & mask].hi);
+    const __m128d p1 = _mm_load_pd(&t[_mm_extract_epi16(k, 4) & mask].hi);
+    *hi = _mm_unpacklo_pd(p0, p1);
+    *lo = _mm_unpackhi_pd(p0, p1);
   }
 };
 
