@@ -10,7 +10,9 @@
 // (T[j] = 2^(j/64) / C2, so C1/C2 = ln 2 and 1/C2 = ln(2)^2 / 2 up to the
 // fit). 2^k is made from the bits of the single: (m + 0xFFC0) & 0x1FFC0,
 // shifted left 14, is the high word of the double 2^k. One rounding to
-// single by the final store. Max error measured 0.51 ulp (see the tests).
+// single by the final store. Max error 0.611 ulp over every single argument,
+// for results just below a power of two (x = -0.00269372482), where the ulp halves
+// and the quadratic's relative error of about 6e-9 counts double.
 //
 // dExp (x87 at 64 bits). m = round(2^14 x log2(e)) from a double near
 // 1.5 * 2^38, r = x log2(e) - m / 2^14 with |r| <= 2^-15, and
@@ -20,7 +22,7 @@
 // 11-bit L1, so that x * L1 is exact in 64 bits and r carries no error from
 // the size of x (a plain x * log2(e) loses up to 2^-54 near |x| = 709, a third
 // of an ulp of the result). The result is rounded once, by the store, also
-// when it is subnormal. Max error measured 0.50 ulp.
+// when it is subnormal. Max error measured 0.502 ulp (x = -0.3202349709697927).
 //
 // Exceptional elements (overflow, underflow, infinities, NaN) are told by a
 // test after each block and finished by a scalar routine that reports

@@ -17,7 +17,8 @@
 // formed without error: 2^e T_hi - 1 and the exact product T_hi r (by
 // Veltkamp's split) go through TwoSum, and only the small remainder
 // 2^e (T_hi (q + r_lo) + T_lo (1 + r + q)) and the final sum are rounded.
-// Max error measured 0.51 ulp (double), 0.50 ulp (single).
+// Max error measured 0.503 ulp for double (x = 0.0034329753489953261); single is
+// correctly rounded on every argument from 2^-30 to the limits.
 //
 // Limits: above ln(max) the result is +infinity with status 3 (the only
 // status these kernels report); below -40 it is -1, the rounded value for

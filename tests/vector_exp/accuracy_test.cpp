@@ -22,7 +22,7 @@ using nex::test::ExpFunction;
 using nex::test::ExpFunctions;
 
 // The largest error each kernel is held to on the sample: its measured
-// figure with a small margin. The single kernels of the specified quadratic
+// figure with a small margin. The single kernels with a quadratic
 // (sExp, sExp2) lose a tenth of an ulp just below a power of two, where the
 // ulp halves; sExp10 rounds its reduction in single.
 double Bound(const std::string& name) {
