@@ -12,6 +12,7 @@
 
 #include "exp_support.hpp"
 #include "support/status_probe.hpp"
+#include "vector/vtm_test_util.hpp"
 
 namespace {
 
@@ -219,6 +220,41 @@ TYPED_TEST(ExpEdgesTyped, Expm1KeepsTinyArgumentsAndSaturatesAtMinusOne) {
   auto [y, s] = One<T>(expm1, L::max());
   EXPECT_TRUE(std::isinf(y));
   EXPECT_EQ(s, VTM_STATUS_OVERFLOW);
+}
+
+// A caller's rounding (toward zero, in MXCSR and on the x87 unit, the latter at
+// 64 bits) neither changes the results of the kernels that set their own
+// rounding nor survives changed: both words are as before afterwards, with the
+// overflow flag of a reported element added to MXCSR.
+TYPED_TEST(ExpEdgesTyped, CallerRoundingIsRestoredAndFlagsSurvive) {
+  using T = TypeParam;
+  using nex::test::ReadMxcsr;
+  using nex::test::ReadX87Cw;
+  using nex::test::WriteMxcsr;
+  using nex::test::WriteX87Cw;
+  const uint32_t old_mode = _vtmSetMode(VTM_ERRMODE_IGNORE);
+  for (const ExpFunction<T>& f : ExpFunctions<T>()) {
+    const bool own_rounding = f.name.find("m1") == std::string::npos;
+    std::vector<T> a = {T(0.3), T(-2.2), T(7.75), T(1e-3), T(-0.6), f.overflow, T(3), T(-9)};
+    std::vector<T> want(a.size()), got(a.size());
+    f.kernel(int(a.size()), a.data(), want.data());
+    const uint32_t mxcsr = ReadMxcsr();
+    const uint16_t cw = ReadX87Cw();
+    WriteMxcsr(0x1F80 | 0x6000);
+    WriteX87Cw(0x0F7F);
+    f.kernel(int(a.size()), a.data(), got.data());
+    const uint32_t after = ReadMxcsr();
+    const uint16_t cw_after = ReadX87Cw();
+    WriteX87Cw(cw);
+    WriteMxcsr(mxcsr);
+    EXPECT_EQ(after & ~0x3Fu, 0x1F80u | 0x6000u) << f.name;
+    EXPECT_TRUE(after & 0x08u) << f.name << ": overflow flag";
+    EXPECT_EQ(cw_after, 0x0F7F) << f.name;
+    if (own_rounding) {
+      for (size_t i = 0; i < a.size(); ++i) EXPECT_TRUE(SameBits(got[i], want[i])) << f.name << i;
+    }
+  }
+  _vtmSetMode(old_mode);
 }
 
 }  // namespace
