@@ -71,13 +71,11 @@ struct IntLanes<float> {
   // Pair j of each lane: two 8-byte loads per register of pairs, then the
   // high and low halves shuffled apart (no narrow stores to forward).
   static void gather(const tab::Pair<float>* t, __m128i k, int mask, __m128* hi, __m128* lo) {
-    const auto at = [&](int lane) {
-      return reinterpret_cast<const __m64*>(t + (_mm_extract_epi16(k, lane * 2) & mask));
-    };
-    __m128 p01 = _mm_loadl_pi(_mm_setzero_ps(), at(0));
-    p01 = _mm_loadh_pi(p01, at(1));
-    __m128 p23 = _mm_loadl_pi(_mm_setzero_ps(), at(2));
-    p23 = _mm_loadh_pi(p23, at(3));
+    const auto at = [&](int j) { return reinterpret_cast<const __m64*>(t + (j & mask)); };
+    __m128 p01 = _mm_loadl_pi(_mm_setzero_ps(), at(_mm_extract_epi16(k, 0)));
+    p01 = _mm_loadh_pi(p01, at(_mm_extract_epi16(k, 2)));
+    __m128 p23 = _mm_loadl_pi(_mm_setzero_ps(), at(_mm_extract_epi16(k, 4)));
+    p23 = _mm_loadh_pi(p23, at(_mm_extract_epi16(k, 6)));
     *hi = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(2, 0, 2, 0));
     *lo = _mm_shuffle_ps(p01, p23, _MM_SHUFFLE(3, 1, 3, 1));
   }
