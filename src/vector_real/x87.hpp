@@ -1,0 +1,36 @@
+// Extended precision on the x87 unit, for kernels whose arithmetic runs
+// there (the frame sets the unit's precision: 53 bits for the x87-double
+// row, 64 bits for the extended row). `long double` is the x87 register
+// format on both targets; only its storage size differs (12 bytes on
+// 32-bit x86, 16 on x86-64), so tables hold 80-bit values in a layout of
+// their own and are loaded through LoadExt.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace nex::vtm {
+
+// One 80-bit extended value in 16 bytes: the 64-bit significand (explicit
+// leading bit) and the sign-and-exponent word (bias 16383).
+struct alignas(16) Ext80 {
+  uint64_t significand;
+  uint16_t exponent;
+};
+static_assert(sizeof(Ext80) == 16);
+
+// Read in place by one 80-bit load (a copy through a local would be two
+// narrow stores and a wide load, which the processor cannot forward).
+typedef long double __attribute__((may_alias)) ExtAlias;
+inline long double LoadExt(const Ext80& e) {
+  return *reinterpret_cast<const ExtAlias*>(&e);
+}
+
+// 2^k as an extended value, for -16382 <= k <= 16383: wide enough that a
+// double result in the subnormal range is reached in one rounding.
+inline long double Pow2Ext(int32_t k) {
+  const Ext80 e{0x8000000000000000ull, static_cast<uint16_t>(16383 + k)};
+  return LoadExt(e);
+}
+
+}  // namespace nex::vtm
