@@ -1,0 +1,397 @@
+// Sin, Cos, Tan and SinCos in single and double precision.
+//
+// Double. The table form at all moderate sizes: k = round(x 256/pi) by the
+// shifter 1.5 2^52, j = k mod 512, and r = x - k pi/256 with pi/256 in three
+// parts of 27, 27 and 53 bits (k < 2^26 here, so k p1 and k p2 are exact;
+// the difference is carried as r_hi + r_lo by an error-free sum). With
+// S = sin(j pi/256), C = cos(j pi/256) from the table,
+//   sin(x) = S + C r + [S (cos r - 1) + C (sin r - r)],
+// where C is held to 27 bits so that C_hi r_hi' (r_hi' = r_hi cut to 26 bits)
+// is exact and S + C_hi r_hi' is summed without error; every other term is
+// below 2^-7 of the result and its rounding below 2^-60 of it, so the result
+// is within 0.5 + 2^-7 ulp. cos(x) is the same with the row j + 128, and
+// tan(x) is the quotient of the two unrounded pairs, refined by one exact
+// residual. sin r - r = r^3 (-1/6 + 0.00833332293261 r^2) and
+// cos r - 1 = r^2 (-1/2 + r^2 (1/24 - 0.0013888875888 r^2)) are within
+// 2^-60 of the truth on |r| <= pi/512.
+//
+// Lanes the packed path leaves to the scalar routine: |x| >= 2^19 (then
+// k p1 would not be exact), and the rare lanes with j a multiple of 128 and
+// |r| < 2^-26, that is x within 2^-26 of a nonzero multiple of pi/2: there
+// the result (or the cosine) is r itself and r needs more bits than three
+// parts of pi/256 give. The scalar routine reduces exactly (trig_reduce.hpp)
+// and then runs the same table code on the pair r_hi + r_lo.
+//
+// Single, |x| <= 10000: k from x 0.31830987 and the single shifter 1.5 2^23
+// (in single precision, so that k stands in the low bits of the sum),
+// r = x - k pi_hi - k pi_lo in double with pi_hi of 35 bits (k pi_hi exact),
+// an odd polynomial of degree 9 for sin r on |r| <= pi/2, the sign flipped
+// for odd k, and one rounding to single. Cos moves the phase by pi/2: k is
+// the integer nearest to |x|/pi + 1/2, r = |x| - (2k - 1) pi/2.
+// Tan: k = round(x 2/pi), r = x - k pi/2 and the rational form
+// r (1 + a r^2 + b r^4) / (1 + c r^2), inverted and negated for odd k.
+// Larger finite single arguments take the exact reduction and the double
+// table code, then round once more to single.
+//
+// Worst errors measured (tests/vector_trig, MPFR at 192 bits): see
+// docs/accuracy_trig.md.
+//
+// Exceptional lanes: an infinity gives NaN (x * 0) with status 1 (domain);
+// a NaN gives x * x with status 0. Nothing else reports.
+#include "vector_frame/report.hpp"
+#include "vector_real/kernel_defs.hpp"
+#include "vector_real/trig_data.hpp"
+#include "vector_real/trig_reduce.hpp"
+
+#include <type_traits>
+
+namespace nex::vtm {
+namespace {
+
+using trig::Exact;
+
+enum class Fn { kSin, kCos, kTan, kSinCos };
+
+inline __m128d Set(double v) {
+  return _mm_set1_pd(v);
+}
+inline __m128d Bits64(uint64_t b) {
+  return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(b)));
+}
+
+// ---- Double: the table code --------------------------------------------------
+
+struct DoubleTrig {
+  using V = __m128d;
+  static constexpr double kScale = 81.487330863050417;    // 256/pi
+  static constexpr double kShifter = 6755399441055744.0;  // 1.5 2^52
+  static constexpr double kP1 = 0x1.921fb54p-7;           // pi/256, 27 bits
+  static constexpr double kP2 = 0x1.10b461p-37;           // next 27 bits
+  static constexpr double kP3 = 0x1.a62633145c06ep-65;    // the rest
+  static constexpr double kS1 = -1.0 / 6.0;
+  static constexpr double kS2 = 0.00833332293261;
+  static constexpr double kC1 = -0.5;
+  static constexpr double kC2 = 1.0 / 24.0;
+  static constexpr double kC3 = -0.0013888875888;
+  static constexpr uint64_t kLimitBits = 0x4120000000000000ull;  // 2^19
+  static constexpr uint64_t kCut26 = 0xFFFFFFFFF8000000ull;      // 26 significant bits
+
+  static V TwoSumHi(V a, V b, V* e) {
+    const V s = _mm_add_pd(a, b);
+    const V bb = _mm_sub_pd(s, a);
+    *e = _mm_add_pd(_mm_sub_pd(a, _mm_sub_pd(s, bb)), _mm_sub_pd(b, bb));
+    return s;
+  }
+
+  // k = round(x 256/pi) as a double, and the shifted sum whose low word is k.
+  static V Nearest(V x, __m128i* kbits) {
+    const V v = _mm_add_pd(_mm_mul_pd(x, Set(kScale)), Set(kShifter));
+    *kbits = _mm_castpd_si128(v);
+    return _mm_sub_pd(v, Set(kShifter));
+  }
+
+  // r = x - k pi/256 as r_hi + r_lo.
+  static void Reduce(V x, V k, V* rh, V* rl) {
+    const V r0 = _mm_sub_pd(x, _mm_mul_pd(k, Set(kP1)));
+    V e1;
+    const V r1 = TwoSumHi(r0, _mm_mul_pd(k, Set(-kP2)), &e1);
+    const V w = _mm_sub_pd(e1, _mm_mul_pd(k, Set(kP3)));
+    *rh = _mm_add_pd(r1, w);
+    *rl = _mm_sub_pd(w, _mm_sub_pd(*rh, r1));
+  }
+
+  // sin(j pi/256 + r) as hi + lo, for the rows j0 (lane 0) and j1 (lane 1).
+  static V Row(int j0, int j1, V rh, V rl, V sr, V cm, V* lo) {
+    const double* a = trig::kSinCos256[j0 & 511];
+    const double* b = trig::kSinCos256[j1 & 511];
+    const V ha = _mm_load_pd(a), hb = _mm_load_pd(b);
+    const V la = _mm_load_pd(a + 2), lb = _mm_load_pd(b + 2);
+    const V sh = _mm_unpacklo_pd(ha, hb), ch = _mm_unpackhi_pd(ha, hb);
+    const V sl = _mm_unpacklo_pd(la, lb), cl = _mm_unpackhi_pd(la, lb);
+    const V r26 = _mm_and_pd(rh, Bits64(kCut26));
+    V e;
+    const V hi = TwoSumHi(sh, _mm_mul_pd(ch, r26), &e);
+    const V inner = _mm_add_pd(_mm_add_pd(_mm_sub_pd(rh, r26), rl), sr);
+    V tail = _mm_add_pd(_mm_mul_pd(sh, cm), _mm_mul_pd(ch, inner));
+    tail = _mm_add_pd(tail, _mm_add_pd(sl, _mm_mul_pd(cl, _mm_add_pd(rh, sr))));
+    *lo = _mm_add_pd(e, tail);
+    return hi;
+  }
+
+  // sin r - r and cos r - 1 on the reduced argument.
+  static void Poly(V rh, V* sr, V* cm) {
+    const V r2 = _mm_mul_pd(rh, rh);
+    *sr = _mm_mul_pd(_mm_mul_pd(r2, rh), _mm_add_pd(Set(kS1), _mm_mul_pd(r2, Set(kS2))));
+    const V c = _mm_add_pd(Set(kC2), _mm_mul_pd(r2, Set(kC3)));
+    *cm = _mm_mul_pd(r2, _mm_add_pd(Set(kC1), _mm_mul_pd(r2, c)));
+  }
+
+  // hi + lo with |lo| <= ulp(hi)/2, for |hi| >= |lo|.
+  static V Normalize(V hi, V* lo) {
+    const V s = _mm_add_pd(hi, *lo);
+    *lo = _mm_sub_pd(*lo, _mm_sub_pd(s, hi));
+    return s;
+  }
+
+  // tan from the pairs of sine and cosine: q = s/c and one correction by the
+  // exact residual s_hi - q c_hi. The pairs are normalized first (their low
+  // parts hold up to 2^-16 of the value), so that the corrected quotient is
+  // within 2^-100 of s/c before its last rounding.
+  static V Quotient(V sh, V sl, V chh, V cl) {
+    alignas(16) double s[2], sl_[2], c[2], cl_[2], out[2];
+    sh = Normalize(sh, &sl);
+    chh = Normalize(chh, &cl);
+    const V q = _mm_div_pd(sh, chh);
+    // The residual needs exact products; the lanes are few enough to do it
+    // on scalars.
+    alignas(16) double qq[2];
+    _mm_store_pd(qq, q);
+    _mm_store_pd(s, sh);
+    _mm_store_pd(sl_, sl);
+    _mm_store_pd(c, chh);
+    _mm_store_pd(cl_, cl);
+    for (int i = 0; i < 2; ++i) {
+      double p, pe;
+      Exact::TwoProd(qq[i], c[i], &p, &pe);
+      const double res = ((s[i] - p) - pe) + (sl_[i] - qq[i] * cl_[i]);
+      out[i] = qq[i] + res / c[i];
+    }
+    return _mm_load_pd(out);
+  }
+
+  // All of sine and cosine for reduced lanes with steps k (low words).
+  template <Fn F>
+  static void Finish(__m128i kbits, V rh, V rl, V x, V* out) {
+    const int j0 = _mm_cvtsi128_si32(kbits);
+    const int j1 = _mm_cvtsi128_si32(_mm_srli_si128(kbits, 8));
+    V sr, cm;
+    Poly(rh, &sr, &cm);
+    const V zero_mask = _mm_cmpeq_pd(x, _mm_setzero_pd());  // keeps the sign of zero
+    V slo, clo;
+    if constexpr (F == Fn::kSin || F == Fn::kSinCos || F == Fn::kTan) {
+      const V shi = Row(j0, j1, rh, rl, sr, cm, &slo);
+      out[0] = _mm_add_pd(shi, slo);
+      if constexpr (F == Fn::kTan) {
+        const V chi = Row(j0 + 128, j1 + 128, rh, rl, sr, cm, &clo);
+        out[0] = Quotient(shi, slo, chi, clo);
+      }
+      out[0] = _mm_or_pd(_mm_and_pd(zero_mask, x), _mm_andnot_pd(zero_mask, out[0]));
+    }
+    if constexpr (F == Fn::kCos || F == Fn::kSinCos) {
+      const V chi = Row(j0 + 128, j1 + 128, rh, rl, sr, cm, &clo);
+      out[F == Fn::kCos ? 0 : 1] = _mm_add_pd(chi, clo);
+    }
+  }
+
+  template <Fn F>
+  static void Packed(V x, V* out) {
+    __m128i kbits;
+    const V k = Nearest(x, &kbits);
+    V rh, rl;
+    Reduce(x, k, &rh, &rl);
+    Finish<F>(kbits, rh, rl, x, out);
+  }
+
+  // Lanes for the scalar routine (see the file comment).
+  static int Special(V x) {
+    const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
+    const V big = Simd<double>::int_gt(ax, kLimitBits - 1);
+    __m128i kbits;
+    const V k = Nearest(x, &kbits);
+    const V r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(k, Set(kP1))), _mm_mul_pd(k, Set(kP2)));
+    const __m128i low7 =
+        _mm_cmpeq_epi32(_mm_and_si128(kbits, _mm_set1_epi64x(127)), _mm_setzero_si128());
+    const V on_axis = _mm_castsi128_pd(_mm_shuffle_epi32(low7, _MM_SHUFFLE(2, 2, 0, 0)));
+    const V near =
+        _mm_and_pd(_mm_cmplt_pd(_mm_and_pd(r, Bits64(0x7FFFFFFFFFFFFFFFull)), Set(0x1p-26)),
+                   _mm_cmpgt_pd(ax, Set(1.0)));
+    return _mm_movemask_pd(_mm_or_pd(big, _mm_and_pd(on_axis, near)));
+  }
+
+  // Finite x: exact reduction (or the packed one for |x| < 1, where it is
+  // exact anyway), then the table code on lane 0.
+  template <Fn F>
+  static void Finite(double x, double* out) {
+    V res[2];
+    if (x > -1.0 && x < 1.0) {
+      Packed<F>(Set(x), res);
+    } else {
+      double rh, rl;
+      const uint32_t n = trig::ReduceByPi(x, 8, &rh, &rl);
+      Finish<F>(_mm_set1_epi64x(n), Set(rh), Set(rl), Set(x), res);
+    }
+    out[0] = _mm_cvtsd_f64(res[0]);
+    if constexpr (F == Fn::kSinCos) out[1] = _mm_cvtsd_f64(res[1]);
+  }
+};
+
+// ---- Single ------------------------------------------------------------------
+
+struct FloatTrig {
+  using V = __m128;
+  using D = __m128d;
+  static constexpr float kInvPi = 0.31830987f;       // 0x3EA2F983
+  static constexpr float kTwoOverPi = 0.6366197f;    // 0x3F22F983
+  static constexpr float kShifter = 12582912.0f;     // 1.5 2^23
+  static constexpr double kPiHi = 0x1.921fb5444p+1;  // 35 bits
+  static constexpr double kPiLo = 5.126688303189038e-12;
+  static constexpr double kS0 = -0.166666595504278;
+  static constexpr double kS1 = 0.00833306624608569;
+  static constexpr double kS2 = -0.000198096029022574;
+  static constexpr double kS3 = 2.60578063872285e-06;
+  static constexpr double kTa = -0.0958017723;
+  static constexpr double kTb = 0.00971685835;
+  static constexpr double kTc = -0.429135777;
+  static constexpr uint32_t kLimitBits = 0x461C4000u;  // 10000
+
+  static D Lo(V x) { return _mm_cvtps_pd(x); }
+  static D Hi(V x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
+  static V Join(D lo, D hi) { return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)); }
+  static __m128d Mask64(__m128i m32, bool high) {
+    return _mm_castsi128_pd(high ? _mm_unpackhi_epi32(m32, m32) : _mm_unpacklo_epi32(m32, m32));
+  }
+
+  // sin r for |r| up to a little over pi/2.
+  static D SinPoly(D r) {
+    const D t = _mm_mul_pd(r, r);
+    D p = _mm_add_pd(Set(kS2), _mm_mul_pd(t, Set(kS3)));
+    p = _mm_add_pd(Set(kS1), _mm_mul_pd(t, p));
+    p = _mm_add_pd(Set(kS0), _mm_mul_pd(t, p));
+    return _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, t), p));
+  }
+
+  // y - m (step_hi + step_lo) in double for the float steps m.
+  static D Reduce(D y, D m, double step_hi, double step_lo) {
+    return _mm_sub_pd(_mm_sub_pd(y, _mm_mul_pd(m, Set(step_hi))), _mm_mul_pd(m, Set(step_lo)));
+  }
+
+  static V Sin(V x) {
+    const V v = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(kInvPi)), _mm_set1_ps(kShifter));
+    const V k = _mm_sub_ps(v, _mm_set1_ps(kShifter));
+    const V sign = _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(v), 31));
+    const D lo = SinPoly(Reduce(Lo(x), Lo(k), kPiHi, kPiLo));
+    const D hi = SinPoly(Reduce(Hi(x), Hi(k), kPiHi, kPiLo));
+    const V s = _mm_xor_ps(Join(lo, hi), sign);
+    const V zero = _mm_cmpeq_ps(x, _mm_setzero_ps());  // sin(-0) is -0
+    return _mm_or_ps(_mm_and_ps(zero, x), _mm_andnot_ps(zero, s));
+  }
+
+  static V Cos(V x) {
+    const V y = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
+    const V v = _mm_add_ps(_mm_add_ps(_mm_mul_ps(y, _mm_set1_ps(kInvPi)), _mm_set1_ps(0.5f)),
+                           _mm_set1_ps(kShifter));
+    const V k = _mm_sub_ps(v, _mm_set1_ps(kShifter));
+    const V m = _mm_sub_ps(_mm_add_ps(k, k), _mm_set1_ps(1.0f));  // odd multiples of pi/2
+    const V sign = _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(v), 31));
+    const D lo = SinPoly(Reduce(Lo(y), Lo(m), kPiHi / 2, kPiLo / 2));
+    const D hi = SinPoly(Reduce(Hi(y), Hi(m), kPiHi / 2, kPiLo / 2));
+    return _mm_xor_ps(Join(lo, hi), sign);
+  }
+
+  static D TanHalf(D r, __m128d odd) {
+    const D t = _mm_mul_pd(r, r);
+    const D num = _mm_mul_pd(r, _mm_add_pd(Set(1.0), _mm_mul_pd(t, Set(kTa))));
+    const D den =
+        _mm_add_pd(Set(1.0), _mm_mul_pd(t, _mm_add_pd(Set(kTc), _mm_mul_pd(t, Set(kTb)))));
+    const D neg_den = _mm_xor_pd(den, Set(-0.0));
+    const D top = _mm_or_pd(_mm_and_pd(odd, neg_den), _mm_andnot_pd(odd, num));
+    const D bottom = _mm_or_pd(_mm_and_pd(odd, num), _mm_andnot_pd(odd, den));
+    return _mm_div_pd(top, bottom);
+  }
+
+  static V Tan(V x) {
+    const V v = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(kTwoOverPi)), _mm_set1_ps(kShifter));
+    const V k = _mm_sub_ps(v, _mm_set1_ps(kShifter));
+    const __m128i odd =
+        _mm_sub_epi32(_mm_setzero_si128(), _mm_and_si128(_mm_castps_si128(v), _mm_set1_epi32(1)));
+    const D lo = TanHalf(Reduce(Lo(x), Lo(k), kPiHi / 2, kPiLo / 2), Mask64(odd, false));
+    const D hi = TanHalf(Reduce(Hi(x), Hi(k), kPiHi / 2, kPiLo / 2), Mask64(odd, true));
+    return Join(lo, hi);
+  }
+
+  template <Fn F>
+  static void Packed(V x, V* out) {
+    if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
+    if constexpr (F == Fn::kCos) out[0] = Cos(x);
+    if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
+    if constexpr (F == Fn::kTan) out[0] = Tan(x);
+  }
+
+  static int Special(V x) {
+    const V ax = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
+    return _mm_movemask_ps(Simd<float>::int_gt(ax, kLimitBits));
+  }
+
+  // Finite x beyond the moderate range: the double code, rounded once more.
+  template <Fn F>
+  static void Finite(float x, float* out) {
+    double d[2];
+    DoubleTrig::Finite<F>(static_cast<double>(x), d);
+    out[0] = static_cast<float>(d[0]);
+    if constexpr (F == Fn::kSinCos) out[1] = static_cast<float>(d[1]);
+  }
+};
+
+template <class T>
+using TrigOf = std::conditional_t<sizeof(T) == 4, FloatTrig, DoubleTrig>;
+
+template <class Ty, Fn F>
+struct TrigOp {
+  using T = Ty;
+  using Impl = TrigOf<T>;
+  using V = typename Simd<T>::V;
+  static constexpr int kIn = 1;
+  static constexpr int kOut = F == Fn::kSinCos ? 2 : 1;
+  static constexpr bool kHasSpecial = true;
+
+  static void packed(const V* in, V* out) { Impl::template Packed<F>(in[0], out); }
+  static int special(const V* in) { return Impl::Special(in[0]); }
+
+  static int scalar(const T* in, T* out) {
+    const T x = in[0];
+    using S = Simd<T>;
+    const auto bits = to_bits(x) & S::kAbs;
+    if (bits >= S::kExpMask) {
+      const bool inf = bits == S::kExpMask;
+      const T r = inf ? x * T(0) : x * x;
+      for (int k = 0; k < kOut; ++k) out[k] = r;
+      return inf ? VTM_STATUS_DOMAIN : 0;
+    }
+    Impl::template Finite<F>(x, out);
+    return 0;
+  }
+};
+
+// Plan D with one input, for one or two results.
+template <class Op, class Report, class T = typename Op::T>
+void RunTrig(int n, const T* a, T* r1, T* r2) {
+  Frame<X87Target::kMasked, MxcsrWay::kByMode> frame;
+  const T* in[1] = {a};
+  T* out[2] = {r1, r2};
+  PlanD<Op, Report>(n, in, out);
+}
+
+}  // namespace
+}  // namespace nex::vtm
+
+using namespace nex::vtm;
+
+#define NEX_TRIG_KERNEL(t, T, name, fn)                               \
+  extern "C" void nex_vtm_k_##t##name(int n, const T* a, T* r) {      \
+    RunTrig<TrigOp<T, fn>, ReportAs<"v" #t #name, 1, 1>>(n, a, r, r); \
+  }
+NEX_TRIG_KERNEL(s, float, Sin, Fn::kSin)
+NEX_TRIG_KERNEL(d, double, Sin, Fn::kSin)
+NEX_TRIG_KERNEL(s, float, Cos, Fn::kCos)
+NEX_TRIG_KERNEL(d, double, Cos, Fn::kCos)
+NEX_TRIG_KERNEL(s, float, Tan, Fn::kTan)
+NEX_TRIG_KERNEL(d, double, Tan, Fn::kTan)
+#undef NEX_TRIG_KERNEL
+
+#define NEX_SINCOS_KERNEL(t, T)                                                     \
+  extern "C" void nex_vtm_k_##t##SinCos(int n, const T* a, T* r1, T* r2) {          \
+    RunTrig<TrigOp<T, Fn::kSinCos>, ReportAs<"v" #t "SinCos", 1, 2>>(n, a, r1, r2); \
+  }
+NEX_SINCOS_KERNEL(s, float)
+NEX_SINCOS_KERNEL(d, double)
+#undef NEX_SINCOS_KERNEL

@@ -1,0 +1,18 @@
+// Constant tables of the trigonometric kernels (generated into trig_data.cpp
+// by tools/gen_trig_tables.py).
+#pragma once
+
+#include <cstdint>
+
+namespace nex::vtm::trig {
+
+// Bits of 1/pi after the binary point, 32 to a word, most significant first.
+inline constexpr int kRecipPiWords = 40;
+extern const uint32_t kRecipPi[kRecipPiWords];
+
+// Row j, for the angle a = j pi/256: sin(a) as a double and the rest,
+// cos(a) rounded to 27 significant bits (so that its product with a 26-bit
+// number is exact) and the rest.
+extern const double kSinCos256[512][4];
+
+}  // namespace nex::vtm::trig

@@ -1,0 +1,78 @@
+#!/usr/bin/python3
+"""Writes src/vector_real/trig_data.cpp: the bits of 1/pi and the table of
+sines and cosines at multiples of pi/256, all from 2000-bit MPFR arithmetic.
+
+Usage: /usr/bin/python3 tools/gen_trig_tables.py > src/vector_real/trig_data.cpp
+"""
+import gmpy2
+from gmpy2 import mpfr
+
+gmpy2.get_context().precision = 2000
+
+WORDS = 40  # 1280 bits of 1/pi: enough for the largest double exponent
+
+
+def recip_pi_words():
+    v = 1 / gmpy2.const_pi()
+    words = []
+    for _ in range(WORDS):
+        v *= 2**32
+        w = int(gmpy2.floor(v))
+        words.append(w)
+        v -= w
+    return words
+
+
+def to_double(v):
+    return float(v)  # round to nearest double
+
+
+def split27(v):
+    # v rounded to 27 significant bits, so that its product with a 26-bit
+    # number is exact in double.
+    if v == 0:
+        return 0.0
+    e, m = gmpy2.frexp(v)
+    hi = gmpy2.rint(m * 2**27) / 2**27
+    return float(hi * mpfr(2)**e)
+
+
+def hexd(x):
+    return float.hex(x)
+
+
+def main():
+    print("// generated, do not edit: /usr/bin/python3 tools/gen_trig_tables.py > src/vector_real/trig_data.cpp")
+    print('#include "vector_real/trig_data.hpp"')
+    print()
+    print("namespace nex::vtm::trig {")
+    print()
+    print("// 1/pi = sum of kRecipPi[i] 2^(-32 (i + 1)), truncated.")
+    print("alignas(64) const uint32_t kRecipPi[kRecipPiWords] = {")
+    w = recip_pi_words()
+    for i in range(0, WORDS, 4):
+        print("    " + ", ".join("0x%08Xu" % x for x in w[i:i + 4]) + ",")
+    print("};")
+    print()
+    print("// Row j: sin(j pi/256) high and low, cos(j pi/256) to 27 bits and the rest.")
+    print("alignas(64) const double kSinCos256[512][4] = {")
+    pi = gmpy2.const_pi()
+    for j in range(512):
+        a = pi * j / 256
+        s = gmpy2.sin(a)
+        c = gmpy2.cos(a)
+        if j % 256 == 0:
+            s = mpfr(0)
+        if j % 256 == 128:
+            c = mpfr(0)
+        s_hi = to_double(s)
+        s_lo = to_double(s - mpfr(s_hi))
+        c_hi = split27(c)
+        c_lo = to_double(c - mpfr(c_hi))
+        print("    {%s, %s, %s, %s}," % tuple(hexd(v) for v in (s_hi, c_hi, s_lo, c_lo)))
+    print("};")
+    print()
+    print("}  // namespace nex::vtm::trig")
+
+
+main()
