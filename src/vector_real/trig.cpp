@@ -38,6 +38,7 @@
 //
 // Exceptional lanes: an infinity gives NaN (x * 0) with status 1 (domain);
 // a NaN gives x * x with status 0. Nothing else reports.
+#include "service/export.hpp"
 #include "vector_frame/report.hpp"
 #include "vector_real/kernel_defs.hpp"
 #include "vector_real/trig_data.hpp"
@@ -183,19 +184,46 @@ struct DoubleTrig {
     }
   }
 
+  // Finite lanes with |x| >= 2^19, as a bit mask.
+  static int Large(V x) {
+    const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
+    return _mm_movemask_pd(_mm_andnot_pd(Simd<double>::int_gt(ax, 0x7FEFFFFFFFFFFFFFull),
+                                         Simd<double>::int_gt(ax, kLimitBits - 1)));
+  }
+
+  // The exact reduction for the lanes in `mask`, replacing their k and r.
+  NEX_NOINLINE static void ReduceLarge(V x, int mask, __m128i* kbits, V* rh, V* rl) {
+    alignas(16) double xs[2], h[2], l[2];
+    alignas(16) int64_t k[2];
+    _mm_store_pd(xs, x);
+    _mm_store_pd(h, *rh);
+    _mm_store_pd(l, *rl);
+    _mm_store_si128(reinterpret_cast<__m128i*>(k), *kbits);
+    for (int i = 0; i < 2; ++i)
+      if (mask & (1 << i)) k[i] = trig::ReduceByPi(xs[i], 8, &h[i], &l[i]);
+    *rh = _mm_load_pd(h);
+    *rl = _mm_load_pd(l);
+    *kbits = _mm_load_si128(reinterpret_cast<const __m128i*>(k));
+  }
+
+  // Large finite lanes are reduced exactly here, rarely enough to branch.
   template <Fn F>
   static void Packed(V x, V* out) {
     __m128i kbits;
     const V k = Nearest(x, &kbits);
     V rh, rl;
     Reduce(x, k, &rh, &rl);
+    const int large = Large(x);
+    if (__builtin_expect(large != 0, 0)) ReduceLarge(x, large, &kbits, &rh, &rl);
     Finish<F>(kbits, rh, rl, x, out);
   }
 
-  // Lanes for the scalar routine (see the file comment).
+  // Lanes for the scalar routine: infinities, NaNs and the moderate lanes
+  // next to a multiple of pi/2 (see the file comment).
   static int Special(V x) {
     const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
     const V big = Simd<double>::int_gt(ax, kLimitBits - 1);
+    const V nonfinite = Simd<double>::int_gt(ax, 0x7FEFFFFFFFFFFFFFull);
     __m128i kbits;
     const V k = Nearest(x, &kbits);
     const V r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(k, Set(kP1))), _mm_mul_pd(k, Set(kP2)));
@@ -205,7 +233,7 @@ struct DoubleTrig {
     const V near =
         _mm_and_pd(_mm_cmplt_pd(_mm_and_pd(r, Bits64(0x7FFFFFFFFFFFFFFFull)), Set(0x1p-26)),
                    _mm_cmpgt_pd(ax, Set(1.0)));
-    return _mm_movemask_pd(_mm_or_pd(big, _mm_and_pd(on_axis, near)));
+    return _mm_movemask_pd(_mm_or_pd(nonfinite, _mm_andnot_pd(big, _mm_and_pd(on_axis, near))));
   }
 
   // Finite x: exact reduction (or the packed one for |x| < 1, where it is
@@ -309,17 +337,39 @@ struct FloatTrig {
     return Join(lo, hi);
   }
 
+  // The lanes beyond the moderate range go through the double code.
+  template <Fn F>
+  NEX_NOINLINE static void PatchLarge(V x, int mask, V* out) {
+    alignas(16) float xs[4], o[2][4];
+    _mm_store_ps(xs, x);
+    constexpr int kOut = F == Fn::kSinCos ? 2 : 1;
+    for (int k = 0; k < kOut; ++k) _mm_store_ps(o[k], out[k]);
+    for (int i = 0; i < 4; ++i) {
+      if (!(mask & (1 << i))) continue;
+      float r[2];
+      Finite<F>(xs[i], r);
+      for (int k = 0; k < kOut; ++k) o[k][i] = r[k];
+    }
+    for (int k = 0; k < kOut; ++k) out[k] = _mm_load_ps(o[k]);
+  }
+
   template <Fn F>
   static void Packed(V x, V* out) {
     if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
     if constexpr (F == Fn::kCos) out[0] = Cos(x);
     if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
     if constexpr (F == Fn::kTan) out[0] = Tan(x);
+    const V ax = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
+    const V large =
+        _mm_andnot_ps(Simd<float>::int_gt(ax, 0x7F7FFFFFu), Simd<float>::int_gt(ax, kLimitBits));
+    const int mask = _mm_movemask_ps(large);
+    if (__builtin_expect(mask != 0, 0)) PatchLarge<F>(x, mask, out);
   }
 
+  // Infinities and NaNs.
   static int Special(V x) {
     const V ax = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
-    return _mm_movemask_ps(Simd<float>::int_gt(ax, kLimitBits));
+    return _mm_movemask_ps(Simd<float>::int_gt(ax, 0x7F7FFFFFu));
   }
 
   // Finite x beyond the moderate range: the double code, rounded once more.

@@ -11,25 +11,18 @@ namespace {
 constexpr int kWords = 7;           // words of 1/pi used: 224 bits
 constexpr int kLimbs = kWords + 2;  // product limbs: 53 + 224 bits fit in 288
 
-// Adds v at limb `at` of a little-endian multi-word integer.
-void AddAt(uint32_t* p, int at, uint64_t v) {
-  for (int i = at; v != 0 && i < kLimbs; ++i) {
-    const uint64_t s = uint64_t{p[i]} + (v & 0xFFFFFFFFu);
-    p[i] = static_cast<uint32_t>(s);
-    v = (v >> 32) + (s >> 32);
-  }
+uint32_t Limb(const uint32_t* p, int i) {
+  return i >= 0 && i < kLimbs ? p[i] : 0u;
 }
 
-uint32_t Bit(const uint32_t* p, int i) {
-  if (i < 0 || i >= 32 * kLimbs) return 0;
-  return (p[i >> 5] >> (i & 31)) & 1u;
-}
-
-// `count` <= 53 bits of p starting at bit `lo` (bits below 0 read as zero).
-uint64_t Bits(const uint32_t* p, int lo, int count) {
-  uint64_t v = 0;
-  for (int i = count - 1; i >= 0; --i) v = (v << 1) | Bit(p, lo + i);
-  return v;
+// Bits [lo, lo + 64) of a little-endian multi-word integer; bits outside it
+// read as zero.
+uint64_t Window(const uint32_t* p, int lo) {
+  const int q = lo >= 0 ? lo / 32 : -((31 - lo) / 32);  // floor(lo / 32)
+  const int sh = lo - 32 * q;
+  const uint64_t low = uint64_t{Limb(p, q)} | uint64_t{Limb(p, q + 1)} << 32;
+  if (sh == 0) return low;
+  return (low >> sh) | uint64_t{Limb(p, q + 2)} << (64 - sh);
 }
 
 double Pow2(int k) {  // 2^k for -1022 <= k <= 1023
@@ -54,46 +47,70 @@ uint32_t ReduceByPi(double x, int b, double* r_hi, double* r_lo) {
   const int k0 = e >= 1 ? (e - 1) >> 5 : 0;
   const int s = e - 32 * k0;  // in [1, 32], or e itself when e < 1
 
-  uint32_t p[kLimbs] = {};
+  // p = m W, W the words k0 .. k0 + 6 as one integer, in two rows (the low
+  // and the high half of m), each with its own carries, then summed.
+  uint32_t w[kWords];
+  for (int l = 0; l < kWords; ++l) w[l] = kRecipPi[k0 + kWords - 1 - l];
   const uint64_t m_lo = m & 0xFFFFFFFFu, m_hi = m >> 32;
+  uint32_t row_lo[kLimbs] = {}, row_hi[kLimbs] = {};
+  uint64_t c_lo = 0, c_hi = 0;
   for (int l = 0; l < kWords; ++l) {
-    const uint64_t w = kRecipPi[k0 + kWords - 1 - l];
-    AddAt(p, l, m_lo * w);
-    AddAt(p, l + 1, m_hi * w);
+    const uint64_t a = m_lo * w[l] + c_lo;
+    const uint64_t h = m_hi * w[l] + c_hi;
+    row_lo[l] = static_cast<uint32_t>(a);
+    row_hi[l + 1] = static_cast<uint32_t>(h);
+    c_lo = a >> 32;
+    c_hi = h >> 32;
   }
+  row_lo[kWords] = static_cast<uint32_t>(c_lo);
+  row_hi[kWords + 1] = static_cast<uint32_t>(c_hi);
+  uint32_t p[kLimbs];
+  uint64_t carry = 0;
+  for (int l = 0; l < kLimbs; ++l) {
+    const uint64_t t = uint64_t{row_lo[l]} + row_hi[l] + carry;
+    p[l] = static_cast<uint32_t>(t);
+    carry = t >> 32;
+  }
+
   // x/pi = p 2^(s - 224) modulo 2: bit `point` of p has the weight 1, and
-  // bit `point - b` the weight of one step pi/2^b.
+  // bit `unit` the weight of one step pi/2^b.
   const int point = 32 * kWords - s;
   const int unit = point - b;
-  uint32_t n = static_cast<uint32_t>(Bits(p, unit, b + 1));
-  const bool up = Bit(p, unit - 1) != 0;
+  uint32_t n = static_cast<uint32_t>(Window(p, unit)) & ((2u << b) - 1u);
 
-  // The fraction below `unit`, as a magnitude: 2^unit - f when rounding up.
-  uint32_t f[kLimbs];
-  for (int i = 0; i < kLimbs; ++i) {
-    const int lo = 32 * i;
-    uint32_t keep = lo + 32 <= unit ? 0xFFFFFFFFu : (lo >= unit ? 0u : (1u << (unit - lo)) - 1u);
-    f[i] = p[i] & keep;
-  }
+  // The fraction below `unit` in 192 bits, f0 the leading word; as a
+  // magnitude 1 - f when it is a half or more (then n steps up).
+  uint64_t f0 = Window(p, unit - 64), f1 = Window(p, unit - 128), f2 = Window(p, unit - 192);
+  const bool up = (f0 >> 63) != 0;
   if (up) {
     n = (n + 1) & ((2u << b) - 1u);
-    uint64_t carry = 1;
-    for (int i = 0; i < kLimbs; ++i) {
-      const uint64_t v = uint64_t{static_cast<uint32_t>(~f[i])} + carry;
-      f[i] = static_cast<uint32_t>(v);
-      carry = v >> 32;
-      const int lo = 32 * i;
-      f[i] &= lo + 32 <= unit ? 0xFFFFFFFFu : (lo >= unit ? 0u : (1u << (unit - lo)) - 1u);
-    }
+    f2 = ~f2 + 1;
+    f1 = ~f1 + (f2 == 0 ? 1 : 0);
+    f0 = ~f0 + (f2 == 0 && f1 == 0 ? 1 : 0);
   }
-  int top = unit - 1;
-  while (top >= 0 && Bit(f, top) == 0) --top;
-  if (top < 0) {
+  // Normalize: no double lies within 2^-62 (relative) of a multiple of
+  // pi/2^b, so the leading bit is within the first two words.
+  int shift = 0;
+  if (f0 == 0) {
+    f0 = f1;
+    f1 = f2;
+    f2 = 0;
+    shift = 64;
+  }
+  if (f0 == 0) {
     *r_hi = *r_lo = 0.0;
   } else {
-    // f 2^-unit as a double pair: the leading 53 bits and the next 53.
-    const double a = static_cast<double>(Bits(f, top - 52, 53)) * Pow2(top - 52 - unit);
-    const double c = static_cast<double>(Bits(f, top - 105, 53)) * Pow2(top - 105 - unit);
+    const int z = __builtin_clzll(f0);
+    if (z != 0) {
+      f0 = (f0 << z) | (f1 >> (64 - z));
+      f1 = (f1 << z) | (f2 >> (64 - z));
+    }
+    shift += z;
+    // f 2^-unit... as a double pair: the leading 53 bits and the next 53,
+    // scaled so that f0's top bit has the weight 2^-(1 + shift).
+    const double a = static_cast<double>(f0 >> 11) * Pow2(-64 - shift + 11);
+    const uint64_t next = (f0 << 53) | (f1 >> 11);  // bits 53 .. 116
+    const double c = static_cast<double>(next >> 11) * Pow2(-64 - shift - 53 + 11);
     // times pi (as two doubles), then times 2^-b.
     constexpr double kPiHi = 3.141592653589793116;       // 0x1.921fb54442d18p+1
     constexpr double kPiLo = 1.2246467991473532072e-16;  // pi - kPiHi
