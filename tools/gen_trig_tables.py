@@ -72,6 +72,26 @@ def main():
         print("    {%s, %s, %s, %s}," % tuple(hexd(v) for v in (s_hi, c_hi, s_lo, c_lo)))
     print("};")
     print()
+    print("// Row E, for a float of biased exponent E (x = m 2^(E - 150), m an integer")
+    print("// below 2^24): g = 2^(E - 150) 256/pi modulo 512, in four parts of 28 bits")
+    print("// at the weights 2^8 .. 2^-19, 2^-20 .. 2^-47, 2^-48 .. 2^-75, 2^-76 .. 2^-103;")
+    print("// m times a part is exact in double. Row 0 is zero.")
+    print("alignas(64) const double kRecipPiSingle[256][4] = {")
+    for e in range(256):
+        if e == 0:
+            parts = [0.0] * 4
+        else:
+            g = mpfr(2) ** (e - 150) * 256 / pi
+            g = g - gmpy2.floor(g / 512) * 512
+            parts = []
+            rest = g
+            for low in (19, 47, 75, 103):
+                part = gmpy2.floor(rest * mpfr(2) ** low) / mpfr(2) ** low
+                parts.append(float(part))
+                rest -= part
+        print("    {%s, %s, %s, %s}," % tuple(hexd(v) for v in parts))
+    print("};")
+    print()
     print("}  // namespace nex::vtm::trig")
 
 

@@ -33,8 +33,9 @@
 // r (1 - 0.0958017723 r^2) / (1 - 0.429135777 r^2 + 0.00971685835 r^4), is
 // off by up to 2.9e-8, nearly half an ulp on its own; the fitted form here
 // is within 2.6e-11.)
-// Larger finite single arguments take the exact reduction and the double
-// table code, then round once more to single.
+// Larger finite single arguments are reduced by a per-exponent row of
+// 256/pi in four 28-bit parts (exact products in double) and go through the
+// double table code, then round once more to single.
 //
 // Worst errors measured (tests/vector_trig, MPFR at 192 bits): see
 // docs/accuracy_trig.md.
@@ -47,6 +48,7 @@
 #include "vector_real/trig_data.hpp"
 #include "vector_real/trig_reduce.hpp"
 
+#include <cstring>
 #include <type_traits>
 
 namespace nex::vtm {
@@ -344,18 +346,62 @@ struct FloatTrig {
     return Join(lo, hi);
   }
 
-  // The lanes beyond the moderate range go through the double code.
+  // Lanes beyond the moderate range, two at a time in double: with
+  // x = m 2^(E - 150) and the row E of 2^(E - 150) 256/pi modulo 512 in
+  // parts G1..G4 of 28 bits, every m Gi is exact. m G1 is cut modulo 512,
+  // k is the integer nearest to that plus m G2, and the fraction
+  // f = (m G1 - k) + m G2 is exact too; m G3 and m G4 join it as a low part.
+  // So x 256/pi = k + f modulo 512 to 2^-79, far below what any single
+  // argument needs, and r = f pi/256 goes into the double table code.
+  template <Fn F>
+  static void LargeHalf(float x0, float x1, double* r0, double* r1) {
+    uint32_t b0, b1;
+    std::memcpy(&b0, &x0, 4);
+    std::memcpy(&b1, &x1, 4);
+    const int e0 = static_cast<int>((b0 >> 23) & 0xFF), e1 = static_cast<int>((b1 >> 23) & 0xFF);
+    const double* g0 = trig::kRecipPiSingle[e0];
+    const double* g1 = trig::kRecipPiSingle[e1];
+    const D xd = _mm_set_pd(x1, x0);
+    // 2^(150 - E) for each lane, exact.
+    const __m128i ex = _mm_set_epi64x(static_cast<long long>(1023 + 150 - e1) << 52,
+                                      static_cast<long long>(1023 + 150 - e0) << 52);
+    const D m = _mm_mul_pd(xd, _mm_castsi128_pd(ex));
+    const D ga = _mm_load_pd(g0), gb = _mm_load_pd(g1);
+    const D gc = _mm_load_pd(g0 + 2), gd = _mm_load_pd(g1 + 2);
+    const D p1 = _mm_mul_pd(m, _mm_unpacklo_pd(ga, gb));
+    const D p2 = _mm_mul_pd(m, _mm_unpackhi_pd(ga, gb));
+    const D p3 = _mm_mul_pd(m, _mm_unpacklo_pd(gc, gd));
+    const D p4 = _mm_mul_pd(m, _mm_unpackhi_pd(gc, gd));
+    const D shifter = Set(DoubleTrig::kShifter);
+    const D q = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(p1, Set(1.0 / 512)), shifter), shifter);
+    const D p1m = _mm_sub_pd(p1, _mm_mul_pd(q, Set(512.0)));
+    const D v = _mm_add_pd(_mm_add_pd(p1m, p2), shifter);
+    const D k = _mm_sub_pd(v, shifter);
+    D fl;
+    const D f = DoubleTrig::TwoSumHi(_mm_add_pd(_mm_sub_pd(p1m, k), p2), p3, &fl);
+    fl = _mm_add_pd(fl, p4);
+    constexpr double kStep = 0.01227184630308512984;  // pi/256
+    const D rh = _mm_mul_pd(f, Set(kStep));
+    const D rl = _mm_mul_pd(fl, Set(kStep));
+    D res[2];
+    DoubleTrig::Finish<F>(_mm_castpd_si128(v), rh, rl, xd, res);
+    _mm_storeu_pd(r0, res[0]);
+    if constexpr (F == Fn::kSinCos) _mm_storeu_pd(r1, res[1]);
+  }
+
   template <Fn F>
   NEX_NOINLINE static void PatchLarge(V x, int mask, V* out) {
     alignas(16) float xs[4], o[2][4];
     _mm_store_ps(xs, x);
     constexpr int kOut = F == Fn::kSinCos ? 2 : 1;
     for (int k = 0; k < kOut; ++k) _mm_store_ps(o[k], out[k]);
-    for (int i = 0; i < 4; ++i) {
-      if (!(mask & (1 << i))) continue;
-      float r[2];
-      Finite<F>(xs[i], r);
-      for (int k = 0; k < kOut; ++k) o[k][i] = r[k];
+    for (int h = 0; h < 4; h += 2) {
+      if ((mask & (3 << h)) == 0) continue;
+      double r[2][2];
+      LargeHalf<F>(xs[h], xs[h + 1], r[0], r[1]);
+      for (int i = h; i < h + 2; ++i)
+        if (mask & (1 << i))
+          for (int k = 0; k < kOut; ++k) o[k][i] = static_cast<float>(r[k][i - h]);
     }
     for (int k = 0; k < kOut; ++k) out[k] = _mm_load_ps(o[k]);
   }
@@ -379,13 +425,14 @@ struct FloatTrig {
     return _mm_movemask_ps(Simd<float>::int_gt(ax, 0x7F7FFFFFu));
   }
 
-  // Finite x beyond the moderate range: the double code, rounded once more.
+  // Finite x: the packed code on a broadcast (only infinities and NaNs
+  // reach the scalar routine from the plans).
   template <Fn F>
   static void Finite(float x, float* out) {
-    double d[2];
-    DoubleTrig::Finite<F>(static_cast<double>(x), d);
-    out[0] = static_cast<float>(d[0]);
-    if constexpr (F == Fn::kSinCos) out[1] = static_cast<float>(d[1]);
+    V r[2];
+    Packed<F>(_mm_set1_ps(x), r);
+    out[0] = _mm_cvtss_f32(r[0]);
+    if constexpr (F == Fn::kSinCos) out[1] = _mm_cvtss_f32(r[1]);
   }
 };
 

@@ -15,4 +15,9 @@ extern const uint32_t kRecipPi[kRecipPiWords];
 // number is exact) and the rest.
 extern const double kSinCos256[512][4];
 
+// Row E: 2^(E - 150) 256/pi modulo 512 in four parts of 28 bits, for the
+// packed reduction of large single-precision arguments (E their biased
+// exponent).
+extern const double kRecipPiSingle[256][4];
+
 }  // namespace nex::vtm::trig

@@ -153,6 +153,34 @@ TYPED_TEST(TrigAccuracy, SinCosTanWithinTheirBoundsOverTheWholeRange) {
   }
 }
 
+// Beyond the packed border every argument goes through the exact reduction
+// and the double table code, up to the largest finite value: single results
+// come from double ones and are nearly always correctly rounded.
+TYPED_TEST(TrigAccuracy, HugeArgumentsAreReducedExactly) {
+  using T = TypeParam;
+  using K = Trig<T>;
+  using L = std::numeric_limits<T>;
+  std::vector<T> args = acc::LogUniform<T>(K::kModerate, L::max(), 20000 * Scale(), 41, 0);
+  for (double k = 1e6; k < 1e300; k *= 1.37) AddNearHalfPiMultiple(args, std::floor(k));
+  for (T y : {T(1e22), T(1e30), T(3e38), L::max()}) {
+    if (std::isfinite(y)) args.push_back(y);
+  }
+  struct Case {
+    const char* name;
+    Kernel1<T> kernel;
+    acc::MpfrUnary reference;
+  } cases[] = {{"Sin", K::kSin, mpfr_sin},
+               {"Cos", K::kCos, mpfr_cos},
+               {"Tan", K::kTan, mpfr_tan},
+               {"SinCos.cos", CosOfSinCos<T>, mpfr_cos}};
+  for (const Case& c : cases) {
+    const auto rep = acc::MeasureUnary<T>(c.kernel, c.reference, args);
+    EXPECT_LE(rep.max_ulp, sizeof(T) == 4 ? 0.501 : 0.53) << rep.Describe(c.name);
+    std::printf("huge %s%s: %s\n", sizeof(T) == 4 ? "s" : "d", c.name,
+                rep.Describe(c.name).c_str());
+  }
+}
+
 TEST(TrigAccuracyExhaustive, EverySingleArgument) {
   if (!acc::ExhaustiveRequested()) GTEST_SKIP() << "set NEX_ACCURACY_EXHAUSTIVE=1";
   struct Case {
