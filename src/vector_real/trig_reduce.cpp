@@ -11,18 +11,16 @@ namespace {
 constexpr int kWords = 7;           // words of 1/pi used: 224 bits
 constexpr int kLimbs = kWords + 2;  // product limbs: 53 + 224 bits fit in 288
 
-uint32_t Limb(const uint32_t* p, int i) {
-  return i >= 0 && i < kLimbs ? p[i] : 0u;
-}
+constexpr int kPad = 2;  // zero limbs below the product (and 3 above)
 
-// Bits [lo, lo + 64) of a little-endian multi-word integer; bits outside it
-// read as zero.
+// Bits [lo, lo + 64) of the product held at p[kPad ..], for lo >= -32 * kPad
+// and lo + 64 <= 32 * (kLimbs + 1): bits outside the product read as zero.
 uint64_t Window(const uint32_t* p, int lo) {
-  const int q = lo >= 0 ? lo / 32 : -((31 - lo) / 32);  // floor(lo / 32)
-  const int sh = lo - 32 * q;
-  const uint64_t low = uint64_t{Limb(p, q)} | uint64_t{Limb(p, q + 1)} << 32;
+  const int q = (lo + 32 * kPad) >> 5;
+  const int sh = (lo + 32 * kPad) & 31;
+  const uint64_t low = uint64_t{p[q]} | uint64_t{p[q + 1]} << 32;
   if (sh == 0) return low;
-  return (low >> sh) | uint64_t{Limb(p, q + 2)} << (64 - sh);
+  return (low >> sh) | uint64_t{p[q + 2]} << (64 - sh);
 }
 
 double Pow2(int k) {  // 2^k for -1022 <= k <= 1023
@@ -64,11 +62,11 @@ uint32_t ReduceByPi(double x, int b, double* r_hi, double* r_lo) {
   }
   row_lo[kWords] = static_cast<uint32_t>(c_lo);
   row_hi[kWords + 1] = static_cast<uint32_t>(c_hi);
-  uint32_t p[kLimbs];
+  uint32_t p[kPad + kLimbs + 3] = {};
   uint64_t carry = 0;
   for (int l = 0; l < kLimbs; ++l) {
     const uint64_t t = uint64_t{row_lo[l]} + row_hi[l] + carry;
-    p[l] = static_cast<uint32_t>(t);
+    p[kPad + l] = static_cast<uint32_t>(t);
     carry = t >> 32;
   }
 
