@@ -7,20 +7,22 @@
 // S = sin(j pi/256), C = cos(j pi/256) from the table,
 //   sin(x) = S + C r + [S (cos r - 1) + C (sin r - r)],
 // where C is held to 27 bits so that C_hi r_hi' (r_hi' = r_hi cut to 26 bits)
-// is exact and S + C_hi r_hi' is summed without error; every other term is
-// below 2^-7 of the result and its rounding below 2^-60 of it, so the result
-// is within 0.5 + 2^-7 ulp. cos(x) is the same with the row j + 128, and
-// tan(x) is the quotient of the two unrounded pairs, refined by one exact
+// is exact and S + C_hi r_hi' is summed without error; the other terms are
+// small beside the result and their roundings below 2^-60 of it, so the
+// error is half an ulp plus that of the two short polynomials (up to 0.03
+// ulp where the result is near sin(pi/512)). cos(x) is the same with the row
+// j + 128, and tan(x) is the quotient of the two unrounded pairs, refined by one exact
 // residual. sin r - r = r^3 (-1/6 + 0.00833332293261 r^2) and
 // cos r - 1 = r^2 (-1/2 + r^2 (1/24 - 0.0013888875888 r^2)) are within
 // 2^-60 of the truth on |r| <= pi/512.
 //
-// Lanes the packed path leaves to the scalar routine: |x| >= 2^19 (then
-// k p1 would not be exact), and the rare lanes with j a multiple of 128 and
-// |r| < 2^-26, that is x within 2^-26 of a nonzero multiple of pi/2: there
-// the result (or the cosine) is r itself and r needs more bits than three
-// parts of pi/256 give. The scalar routine reduces exactly (trig_reduce.hpp)
-// and then runs the same table code on the pair r_hi + r_lo.
+// Finite lanes with |x| >= 2^19 (where k p1 would not be exact) are reduced
+// exactly (trig_reduce.hpp) inside the packed path, behind one test per
+// register, and go on through the same table code with the pair r_hi + r_lo.
+// The scalar routine takes infinities, NaNs and the rare moderate lanes with
+// j a multiple of 128 and |r| < 2^-26, that is x within 2^-26 of a nonzero
+// multiple of pi/2: there the result (or the cosine) is r itself and r needs
+// more bits than three parts of pi/256 give; it reduces exactly as well.
 //
 // Single, |x| <= 10000: k from x 0.31830987 and the single shifter 1.5 2^23
 // (in single precision, so that k stands in the low bits of the sum),
@@ -37,8 +39,14 @@
 // 256/pi in four 28-bit parts (exact products in double) and go through the
 // double table code, then round once more to single.
 //
-// Worst errors measured (tests/vector_trig, MPFR at 192 bits): see
-// docs/accuracy_trig.md.
+// Worst errors measured (tests/vector_trig against MPFR at 192 bits, over
+// random arguments in the whole range and every float next to a multiple of
+// pi/2 below 10000; docs/accuracy_trig.md):
+//   sSin 0.606 ulp at 7428.29639, sCos 0.606 at 8840.44238 (the degree-9
+//   polynomial near pi/2), sTan 0.5004 at 2.03867078; beyond 10000 all
+//   three within 0.50000 (single from double results);
+//   dSin 0.527 at 0.00646037710702112, dCos 0.529 at 1.57715830230004,
+//   dTan 0.528 at 0.00587862553717708 (results near sin(pi/512)).
 //
 // Exceptional lanes: an infinity gives NaN (x * 0) with status 1 (domain);
 // a NaN gives x * x with status 0. Nothing else reports.
@@ -408,14 +416,20 @@ struct FloatTrig {
 
   template <Fn F>
   static void Packed(V x, V* out) {
-    if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
-    if constexpr (F == Fn::kCos) out[0] = Cos(x);
-    if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
-    if constexpr (F == Fn::kTan) out[0] = Tan(x);
     const V ax = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
     const V large =
         _mm_andnot_ps(Simd<float>::int_gt(ax, 0x7F7FFFFFu), Simd<float>::int_gt(ax, kLimitBits));
     const int mask = _mm_movemask_ps(large);
+    if (__builtin_expect(mask == 0xF, 0)) {  // all large: no moderate work
+      out[0] = _mm_setzero_ps();
+      if constexpr (F == Fn::kSinCos) out[1] = _mm_setzero_ps();
+      PatchLarge<F>(x, mask, out);
+      return;
+    }
+    if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
+    if constexpr (F == Fn::kCos) out[0] = Cos(x);
+    if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
+    if constexpr (F == Fn::kTan) out[0] = Tan(x);
     if (__builtin_expect(mask != 0, 0)) PatchLarge<F>(x, mask, out);
   }
 
