@@ -361,18 +361,15 @@ struct FloatTrig {
   // f = (m G1 - k) + m G2 is exact too; m G3 and m G4 join it as a low part.
   // So x 256/pi = k + f modulo 512 to 2^-79, far below what any single
   // argument needs, and r = f pi/256 goes into the double table code.
+  // xd: the two lanes widened; e: their biased exponents in the low 32 bits
+  // of each 64-bit half. Results in res[0] (and res[1] for SinCos).
   template <Fn F>
-  static void LargeHalf(float x0, float x1, double* r0, double* r1) {
-    uint32_t b0, b1;
-    std::memcpy(&b0, &x0, 4);
-    std::memcpy(&b1, &x1, 4);
-    const int e0 = static_cast<int>((b0 >> 23) & 0xFF), e1 = static_cast<int>((b1 >> 23) & 0xFF);
+  static void LargeHalf(D xd, __m128i e, D* res) {
+    const int e0 = _mm_cvtsi128_si32(e), e1 = _mm_cvtsi128_si32(_mm_srli_si128(e, 8));
     const double* g0 = trig::kRecipPiSingle[e0];
     const double* g1 = trig::kRecipPiSingle[e1];
-    const D xd = _mm_set_pd(x1, x0);
     // 2^(150 - E) for each lane, exact.
-    const __m128i ex = _mm_set_epi64x(static_cast<long long>(1023 + 150 - e1) << 52,
-                                      static_cast<long long>(1023 + 150 - e0) << 52);
+    const __m128i ex = _mm_slli_epi64(_mm_sub_epi64(_mm_set1_epi64x(1023 + 150), e), 52);
     const D m = _mm_mul_pd(xd, _mm_castsi128_pd(ex));
     const D ga = _mm_load_pd(g0), gb = _mm_load_pd(g1);
     const D gc = _mm_load_pd(g0 + 2), gd = _mm_load_pd(g1 + 2);
@@ -406,31 +403,26 @@ struct FloatTrig {
                               _mm_unpackhi_pd(_mm_load_pd(ra + 2), _mm_load_pd(rb + 2)));
       return _mm_add_pd(sh, _mm_add_pd(_mm_mul_pd(sh, cm), _mm_mul_pd(ch, sr)));
     };
-    if constexpr (F == Fn::kSin) _mm_storeu_pd(r0, row(j0, j1));
-    if constexpr (F == Fn::kCos) _mm_storeu_pd(r0, row(j0 + 128, j1 + 128));
-    if constexpr (F == Fn::kTan)
-      _mm_storeu_pd(r0, _mm_div_pd(row(j0, j1), row(j0 + 128, j1 + 128)));
+    if constexpr (F == Fn::kSin) res[0] = row(j0, j1);
+    if constexpr (F == Fn::kCos) res[0] = row(j0 + 128, j1 + 128);
+    if constexpr (F == Fn::kTan) res[0] = _mm_div_pd(row(j0, j1), row(j0 + 128, j1 + 128));
     if constexpr (F == Fn::kSinCos) {
-      _mm_storeu_pd(r0, row(j0, j1));
-      _mm_storeu_pd(r1, row(j0 + 128, j1 + 128));
+      res[0] = row(j0, j1);
+      res[1] = row(j0 + 128, j1 + 128);
     }
   }
 
+  // The large lanes of x (a nonzero `large` mask) replace theirs in out.
   template <Fn F>
-  NEX_NOINLINE static void PatchLarge(V x, int mask, V* out) {
-    alignas(16) float xs[4], o[2][4];
-    _mm_store_ps(xs, x);
+  NEX_NOINLINE static void PatchLarge(V x, V large, V* out) {
+    const __m128i e = _mm_and_si128(_mm_srli_epi32(_mm_castps_si128(x), 23), _mm_set1_epi32(0xFF));
+    const __m128i zero = _mm_setzero_si128();
+    D lo[2], hi[2];
+    LargeHalf<F>(Lo(x), _mm_unpacklo_epi32(e, zero), lo);
+    LargeHalf<F>(Hi(x), _mm_unpackhi_epi32(e, zero), hi);
     constexpr int kOut = F == Fn::kSinCos ? 2 : 1;
-    for (int k = 0; k < kOut; ++k) _mm_store_ps(o[k], out[k]);
-    for (int h = 0; h < 4; h += 2) {
-      if ((mask & (3 << h)) == 0) continue;
-      double r[2][2];
-      LargeHalf<F>(xs[h], xs[h + 1], r[0], r[1]);
-      for (int i = h; i < h + 2; ++i)
-        if (mask & (1 << i))
-          for (int k = 0; k < kOut; ++k) o[k][i] = static_cast<float>(r[k][i - h]);
-    }
-    for (int k = 0; k < kOut; ++k) out[k] = _mm_load_ps(o[k]);
+    for (int k = 0; k < kOut; ++k)
+      out[k] = _mm_or_ps(_mm_and_ps(large, Join(lo[k], hi[k])), _mm_andnot_ps(large, out[k]));
   }
 
   template <Fn F>
@@ -442,14 +434,14 @@ struct FloatTrig {
     if (__builtin_expect(mask == 0xF, 0)) {  // all large: no moderate work
       out[0] = _mm_setzero_ps();
       if constexpr (F == Fn::kSinCos) out[1] = _mm_setzero_ps();
-      PatchLarge<F>(x, mask, out);
+      PatchLarge<F>(x, large, out);
       return;
     }
     if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
     if constexpr (F == Fn::kCos) out[0] = Cos(x);
     if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
     if constexpr (F == Fn::kTan) out[0] = Tan(x);
-    if (__builtin_expect(mask != 0, 0)) PatchLarge<F>(x, mask, out);
+    if (__builtin_expect(mask != 0, 0)) PatchLarge<F>(x, large, out);
   }
 
   // Infinities and NaNs.
