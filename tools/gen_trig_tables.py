@@ -92,6 +92,24 @@ def main():
         print("    {%s, %s, %s, %s}," % tuple(hexd(v) for v in parts))
     print("};")
     print()
+    print("// Row E - kDoubleRowBase, for a double of biased exponent E >= 1042")
+    print("// (x = m 2^(E - 1075), m an integer below 2^53): g = 2^(E - 1075) 256/pi")
+    print("// modulo 512 in six parts of 26 bits at the weights 2^8 .. 2^-17,")
+    print("// 2^-18 .. 2^-43, and so on down to 2^-147; halves of m of 27 and 26")
+    print("// bits times a part are exact in double.")
+    print("alignas(64) const double kRecipPiDouble[kDoubleRows][6] = {")
+    for e in range(1042, 2047):
+        g = mpfr(2) ** (e - 1075) * 256 / pi
+        g = g - gmpy2.floor(g / 512) * 512
+        parts = []
+        rest = g
+        for low in (17, 43, 69, 95, 121, 147):
+            part = gmpy2.floor(rest * mpfr(2) ** low) / mpfr(2) ** low
+            parts.append(float(part))
+            rest -= part
+        print("    {%s}," % ", ".join(hexd(v) for v in parts))
+    print("};")
+    print()
     print("}  // namespace nex::vtm::trig")
 
 

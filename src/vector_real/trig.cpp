@@ -204,8 +204,9 @@ struct DoubleTrig {
                                          Simd<double>::int_gt(ax, kLimitBits - 1)));
   }
 
-  // The exact reduction for the lanes in `mask`, replacing their k and r.
-  NEX_NOINLINE static void ReduceLarge(V x, int mask, __m128i* kbits, V* rh, V* rl) {
+  // The exact reduction for the lanes in `mask`, replacing their k and r,
+  // element by element.
+  NEX_NOINLINE static void ReduceExact(V x, int mask, __m128i* kbits, V* rh, V* rl) {
     alignas(16) double xs[2], h[2], l[2];
     alignas(16) int64_t k[2];
     _mm_store_pd(xs, x);
@@ -217,6 +218,80 @@ struct DoubleTrig {
     *rh = _mm_load_pd(h);
     *rl = _mm_load_pd(l);
     *kbits = _mm_load_si128(reinterpret_cast<const __m128i*>(k));
+  }
+
+  // v - 512 round(v / 512), exact for |v| < 2^61 a multiple of 2^-17 or finer
+  // within 53 bits.
+  static V Mod512(V v) {
+    const V q = _mm_sub_pd(_mm_add_pd(_mm_mul_pd(v, Set(1.0 / 512)), Set(kShifter)), Set(kShifter));
+    return _mm_sub_pd(v, _mm_mul_pd(q, Set(512.0)));
+  }
+
+  // Packed reduction of the large lanes in `mask`. With x = m 2^(E - 1075),
+  // m = mh + ml (27 and 26 bits) and g = 2^(E - 1075) 256/pi modulo 512 in
+  // 26-bit parts G1..G6, every product is exact; mh G1 is a multiple of 512
+  // and drops out. The products above 2^-43 are cut modulo 512 and summed
+  // exactly around the nearest integer k, the rest is added as a low part:
+  // x 256/pi = k + f modulo 512 to about 2^-93. Lanes with |f| < 2^-24 (x
+  // next to a multiple of pi/2 or of pi/256, where that is not enough) are
+  // reduced element by element instead.
+  NEX_NOINLINE static void ReduceLarge(V x, int mask, __m128i* kbits, V* rh, V* rl) {
+    const __m128i hi = _mm_srli_epi32(_mm_castpd_si128(x), 20);
+    int e0 = (_mm_cvtsi128_si32(_mm_srli_si128(hi, 4)) & 0x7FF);
+    int e1 = (_mm_cvtsi128_si32(_mm_srli_si128(hi, 12)) & 0x7FF);
+    // Lanes outside the mask take a valid row; their results are dropped.
+    e0 = (mask & 1) ? e0 : trig::kDoubleRowBase;
+    e1 = (mask & 2) ? e1 : trig::kDoubleRowBase;
+    const double* g0 = trig::kRecipPiDouble[e0 - trig::kDoubleRowBase];
+    const double* g1 = trig::kRecipPiDouble[e1 - trig::kDoubleRowBase];
+    const __m128i sc = _mm_set_epi64x(static_cast<long long>(1023 + 1075 - e1) << 52,
+                                      static_cast<long long>(1023 + 1075 - e0) << 52);
+    const V m = _mm_mul_pd(x, _mm_castsi128_pd(sc));  // +-m, an integer below 2^53
+    const V mh = _mm_and_pd(m, Bits64(0xFFFFFFFFFC000000ull));
+    const V ml = _mm_sub_pd(m, mh);
+    V g[6];
+    for (int i = 0; i < 6; i += 2) {
+      const V a = _mm_loadu_pd(g0 + i), b = _mm_loadu_pd(g1 + i);
+      g[i] = _mm_unpacklo_pd(a, b);
+      g[i + 1] = _mm_unpackhi_pd(a, b);
+    }
+    const V a = Mod512(_mm_add_pd(Mod512(_mm_mul_pd(ml, g[0])), Mod512(_mm_mul_pd(mh, g[1]))));
+    const V d = _mm_mul_pd(ml, g[1]);
+    const V c = Mod512(_mm_mul_pd(mh, g[2]));
+    const V v = _mm_add_pd(_mm_add_pd(a, _mm_add_pd(d, c)), Set(kShifter));
+    const V k = _mm_sub_pd(v, Set(kShifter));
+    const V f1 = _mm_add_pd(_mm_add_pd(_mm_sub_pd(a, k), d), c);  // exact
+    V e1v, e2v;
+    const V s1 = TwoSumHi(f1, _mm_mul_pd(mh, g[3]), &e1v);
+    const V s2 = TwoSumHi(s1, _mm_mul_pd(ml, g[2]), &e2v);
+    V lo = _mm_add_pd(_mm_mul_pd(ml, g[3]), _mm_mul_pd(mh, g[4]));
+    lo = _mm_add_pd(lo, _mm_add_pd(_mm_mul_pd(ml, g[4]), _mm_mul_pd(mh, g[5])));
+    lo = _mm_add_pd(_mm_add_pd(e1v, e2v), lo);
+    const V fh = _mm_add_pd(s2, lo);
+    const V fl = _mm_sub_pd(lo, _mm_sub_pd(fh, s2));
+    // r = f pi/256 as a pair: with pi/256 = kP1 + kP2 + kP3 (kP1 of 26 bits)
+    // and fh split in 26 + 27 bits, fh kP1 is an exact sum of two products.
+    constexpr double kStepHi = kP1, kStepMid = kP2, kStepLo = kP3;
+    const V fsplit = _mm_mul_pd(fh, Set(134217729.0));
+    const V fhh = _mm_sub_pd(fsplit, _mm_sub_pd(fsplit, fh));
+    const V fhl = _mm_sub_pd(fh, fhh);
+    const V p = _mm_mul_pd(fh, Set(kStepHi));
+    V err = _mm_sub_pd(_mm_mul_pd(fhh, Set(kStepHi)), p);
+    err = _mm_add_pd(err, _mm_mul_pd(fhl, Set(kStepHi)));
+    err = _mm_add_pd(err, _mm_add_pd(_mm_mul_pd(fh, Set(kStepMid)),
+                                     _mm_add_pd(_mm_mul_pd(fh, Set(kStepLo)),
+                                                _mm_mul_pd(fl, Set(kStepHi + kStepMid)))));
+    const V h = _mm_add_pd(p, err);
+    const V l = _mm_sub_pd(err, _mm_sub_pd(h, p));
+    const V lanes = _mm_castsi128_pd(_mm_set_epi64x(mask & 2 ? -1 : 0, mask & 1 ? -1 : 0));
+    *rh = _mm_or_pd(_mm_and_pd(lanes, h), _mm_andnot_pd(lanes, *rh));
+    *rl = _mm_or_pd(_mm_and_pd(lanes, l), _mm_andnot_pd(lanes, *rl));
+    *kbits = _mm_or_si128(_mm_and_si128(_mm_castpd_si128(lanes), _mm_castpd_si128(v)),
+                          _mm_andnot_si128(_mm_castpd_si128(lanes), *kbits));
+    const V tiny = _mm_and_pd(
+        lanes, _mm_cmplt_pd(_mm_and_pd(fh, Bits64(0x7FFFFFFFFFFFFFFFull)), Set(0x1p-24)));
+    const int exact = _mm_movemask_pd(tiny);
+    if (exact != 0) ReduceExact(x, exact, kbits, rh, rl);
   }
 
   // Large finite lanes are reduced exactly here, rarely enough to branch.

@@ -20,4 +20,11 @@ extern const double kSinCos256[512][4];
 // exponent).
 extern const double kRecipPiSingle[256][4];
 
+// Row E - kDoubleRowBase: 2^(E - 1075) 256/pi modulo 512 in six parts of 26
+// bits, for the packed reduction of doubles with biased exponent E, from
+// 2^19 up.
+inline constexpr int kDoubleRowBase = 1042;
+inline constexpr int kDoubleRows = 2047 - kDoubleRowBase;
+extern const double kRecipPiDouble[kDoubleRows][6];
+
 }  // namespace nex::vtm::trig
