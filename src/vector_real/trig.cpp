@@ -17,8 +17,11 @@
 // 2^-60 of the truth on |r| <= pi/512.
 //
 // Finite lanes with |x| >= 2^19 (where k p1 would not be exact) are reduced
-// exactly (trig_reduce.hpp) inside the packed path, behind one test per
-// register, and go on through the same table code with the pair r_hi + r_lo.
+// inside the packed path, behind one test per register, by a per-exponent
+// row of 256/pi modulo 512 in 26-bit parts (exact products with the halves
+// of the significand); the few of them that land within 2^-24 of a multiple
+// of pi/256 are reduced element by element from the bits of 1/pi
+// (trig_reduce.hpp). Both go on through the same table code with r_hi + r_lo.
 // The scalar routine takes infinities, NaNs and the rare moderate lanes with
 // j a multiple of 128 and |r| < 2^-26, that is x within 2^-26 of a nonzero
 // multiple of pi/2: there the result (or the cosine) is r itself and r needs
