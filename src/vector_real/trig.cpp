@@ -200,6 +200,12 @@ struct DoubleTrig {
     }
   }
 
+  // x with the lanes of |x| >= 2^19 (infinities and NaNs included) zeroed.
+  static V Moderate(V x) {
+    const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
+    return _mm_andnot_pd(Simd<double>::int_gt(ax, kLimitBits - 1), x);
+  }
+
   // Finite lanes with |x| >= 2^19, as a bit mask.
   static int Large(V x) {
     const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
@@ -300,10 +306,13 @@ struct DoubleTrig {
   // Large finite lanes are reduced exactly here, rarely enough to branch.
   template <Fn F>
   static void Packed(V x, V* out) {
+    // The moderate reduction sees 0 in the large lanes, so that it raises
+    // no overflow or invalid flag for them.
+    const V xm = Moderate(x);
     __m128i kbits;
-    const V k = Nearest(x, &kbits);
+    const V k = Nearest(xm, &kbits);
     V rh, rl;
-    Reduce(x, k, &rh, &rl);
+    Reduce(xm, k, &rh, &rl);
     const int large = Large(x);
     if (__builtin_expect(large != 0, 0)) ReduceLarge(x, large, &kbits, &rh, &rl);
     Finish<F>(kbits, rh, rl, x, out);
@@ -315,9 +324,10 @@ struct DoubleTrig {
     const V ax = _mm_and_pd(x, Bits64(0x7FFFFFFFFFFFFFFFull));
     const V big = Simd<double>::int_gt(ax, kLimitBits - 1);
     const V nonfinite = Simd<double>::int_gt(ax, 0x7FEFFFFFFFFFFFFFull);
+    const V xm = _mm_andnot_pd(big, x);
     __m128i kbits;
-    const V k = Nearest(x, &kbits);
-    const V r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(k, Set(kP1))), _mm_mul_pd(k, Set(kP2)));
+    const V k = Nearest(xm, &kbits);
+    const V r = _mm_sub_pd(_mm_sub_pd(xm, _mm_mul_pd(k, Set(kP1))), _mm_mul_pd(k, Set(kP2)));
     const __m128i low7 =
         _mm_cmpeq_epi32(_mm_and_si128(kbits, _mm_set1_epi64x(127)), _mm_setzero_si128());
     const V on_axis = _mm_castsi128_pd(_mm_shuffle_epi32(low7, _MM_SHUFFLE(2, 2, 0, 0)));
@@ -515,10 +525,12 @@ struct FloatTrig {
       PatchLarge<F>(x, large, out);
       return;
     }
-    if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(x);
-    if constexpr (F == Fn::kCos) out[0] = Cos(x);
-    if constexpr (F == Fn::kSinCos) out[1] = Cos(x);
-    if constexpr (F == Fn::kTan) out[0] = Tan(x);
+    // The moderate path sees 0 in the large lanes (no spurious overflow).
+    const V xm = _mm_andnot_ps(large, x);
+    if constexpr (F == Fn::kSin || F == Fn::kSinCos) out[0] = Sin(xm);
+    if constexpr (F == Fn::kCos) out[0] = Cos(xm);
+    if constexpr (F == Fn::kSinCos) out[1] = Cos(xm);
+    if constexpr (F == Fn::kTan) out[0] = Tan(xm);
     if (__builtin_expect(mask != 0, 0)) PatchLarge<F>(x, large, out);
   }
 

@@ -340,6 +340,30 @@ TYPED_TEST(TrigValues, CallerUnmaskedExceptionsDoNotTrapAndFlagsSurvive) {
   EXPECT_TRUE(std::isnan(out[1]));
 }
 
+// Huge finite arguments raise neither overflow nor invalid on the way.
+TYPED_TEST(TrigValues, HugeFiniteArgumentsRaiseNoOverflowOrInvalid) {
+  using T = TypeParam;
+  using L = std::numeric_limits<T>;
+  using K = Trig<T>;
+  std::vector<T> in = {L::max(), -L::max(), T(1e30), L::max() / T(2), T(3),
+                       T(-1e20), T(7e37),   T(0.5),  L::max(),        T(1)};
+  std::vector<T> r1(in.size()), r2(in.size());
+  for (int f = 0; f < 4; ++f) {
+    uint32_t saved, cleared, after;
+    __asm__ volatile("stmxcsr %0" : "=m"(saved));
+    cleared = saved & ~0x3Fu;
+    __asm__ volatile("ldmxcsr %0" : : "m"(cleared));
+    const int n = static_cast<int>(in.size());
+    if (f == 0) K::kSin(n, in.data(), r1.data());
+    if (f == 1) K::kCos(n, in.data(), r1.data());
+    if (f == 2) K::kTan(n, in.data(), r1.data());
+    if (f == 3) K::kSinCos(n, in.data(), r1.data(), r2.data());
+    __asm__ volatile("stmxcsr %0" : "=m"(after));
+    __asm__ volatile("ldmxcsr %0" : : "m"(saved));
+    EXPECT_EQ(after & 0x9u, 0u) << "function " << f << ": flags " << (after & 0x3F);
+  }
+}
+
 // ---- The exact reduction -----------------------------------------------------------
 
 // x - n pi/2^b with n from the reduction, in MPFR at 2400 bits (enough to
