@@ -59,7 +59,6 @@
 #include "vector_real/trig_data.hpp"
 #include "vector_real/trig_reduce.hpp"
 
-#include <cstring>
 #include <type_traits>
 
 namespace nex::vtm {
