@@ -1,0 +1,125 @@
+// Log1p: ln(1 + x), scalar in double precision for both types (single
+// widens; frame: x87 double, MXCSR keeps the caller's rounding).
+//
+// u = 1 + x is formed with its rounding error lo (exact two-sum), and
+// u = 2^e z with z in [0.75, 1.5); c, the nearest multiple of 2^-9 to z,
+// comes from the shifter 1.5 * 2^52, and d = z - c is exact. With
+// t = (d + lo 2^-e) / c, |t| < 2^-9.58,
+//     ln(1 + x) = e ln2_hi + hi[c] + t + (e ln2_lo + lo[c] + p(t)),
+// where ln 2 = 0.6931471803691238 + 1.9082149292705877e-10 (the high part
+// has 32 bits, so e ln2_hi + hi is exact with hi on a grid of 2^-42), and
+// p(t) = t^2 (-1/2 + t (1/3 + t (-1/4 + t (1/5 + t (-1/6))))) in a minimax
+// form. t is carried in two parts, t_hi = (d + lo 2^-e) * rcp and the exact
+// residual d + lo 2^-e - t_hi c times rcp (t_hi split in halves whose
+// products with the 10-bit c are exact). The large parts are summed with
+// their rounding error kept, so the result is rounded about once. Near
+// x = 0 the reduction gives c = 1, no table term, and the result is t plus
+// a small correction: no cancellation. Measured: dLog1p 0.502 ulp on a
+// random sample over the range, sLog1p 0.500 ulp over every float.
+//
+// Special elements: NaN gives x + x; x = -1 gives -infinity with status 2;
+// x < -1 (-infinity included) a NaN with status 1; +infinity itself;
+// |x| < 2^-54 gives x (the exact value rounds to it, zeros keep their sign).
+#include <cmath>
+#include <limits>
+
+#include "vector_frame/report.hpp"
+#include "vector_real/frame.hpp"
+#include "vector_real/lane_bits.hpp"
+#include "vector_real/log_data.hpp"
+#include "vector_real/simd.hpp"
+
+namespace nex::vtm {
+namespace {
+
+using logdata::kGridFirst;
+using logdata::kLnGrid;
+
+constexpr double kLn2Hi = 0.6931471803691238;
+constexpr double kLn2Lo = 1.9082149292705877e-10;
+constexpr double kP2 = -0.5, kP3 = 0.33333333333145093, kP4 = -0.2499999999965227,
+                 kP5 = 0.20000103714740713, kP6 = -0.1666678766814359;
+constexpr double kShifter = 6755399441055744.0;  // 1.5 * 2^52
+
+inline double Mask(double x, uint64_t m) {
+  return from_bits<double>(to_bits(x) & m);
+}
+
+// ln(1 + x) for x > -1, finite, |x| >= 2^-54.
+inline double Log1pMain(double x) {
+  const double u = 1.0 + x;
+  const double lo = std::fabs(x) >= 1.0 ? (x - u) + 1.0 : (1.0 - u) + x;
+  const uint64_t iu = to_bits(u);
+  const uint64_t tmp = iu - 0x3FE8000000000000ull;
+  const int e = static_cast<int>(static_cast<int64_t>(tmp) >> 52);
+  const double z = from_bits<double>(iu - (tmp & 0xFFF0000000000000ull));
+  // 2^-e for the low part; beyond e = 1000 the low part is far below the
+  // result's last place.
+  const double scale = e <= 1000 ? from_bits<double>(static_cast<uint64_t>(1023 - e) << 52) : 0.0;
+  const double los = lo * scale;
+  const double y = z * 512.0 + kShifter;
+  const int k = static_cast<int>(static_cast<uint32_t>(to_bits(y)));
+  const double c = (y - kShifter) * (1.0 / 512);
+  const double* row = kLnGrid[k - kGridFirst];
+  const double rcp = row[0];
+  const double d = z - c;
+  const double th = (d + los) * rcp;
+  const double a = Mask(th, 0xFFFFFFFFF8000000ull), b = th - a;
+  const double tl = (((d - a * c) - b * c) + los) * rcp;
+  const double big = e * kLn2Hi + row[1];
+  const double s = big + th;
+  const double slo = (big - s) + th;
+  const double p = th * th * (kP2 + th * (kP3 + th * (kP4 + th * (kP5 + th * kP6))));
+  return s + (slo + (tl + (e * kLn2Lo + row[2]) + p));
+}
+
+// The element routine: result and status.
+inline int Log1pAt(double x, double* out) {
+  const uint64_t b = to_bits(x);
+  if (x != x) {
+    *out = x + x;
+    return 0;
+  }
+  if (x <= -1.0) {
+    if (x == -1.0) {
+      *out = -1.0 / (x + 1.0);  // -infinity, zero-divide flag
+      return VTM_STATUS_SINGULARITY;
+    }
+    *out = InvalidNaN<double>();
+    return VTM_STATUS_DOMAIN;
+  }
+  if (x == std::numeric_limits<double>::infinity()) {
+    *out = x;
+    return 0;
+  }
+  if ((b & 0x7FFFFFFFFFFFFFFFull) < 0x3C90000000000000ull) {
+    *out = x;
+    return 0;
+  }
+  *out = Log1pMain(x);
+  return 0;
+}
+
+template <class T>
+void Run(int n, const T* a, T* r) {
+  Frame<X87Target::kDouble, MxcsrWay::kKeepRounding> frame;
+  const char* name = sizeof(T) == 4 ? "vsLog1p" : "vdLog1p";
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    double y;
+    const int status = Log1pAt(static_cast<double>(a[i]), &y);
+    r[i] = static_cast<T>(y);
+    if (__builtin_expect(status != 0, 0)) Report(status, static_cast<int32_t>(i), a, a, r, r, name);
+  }
+}
+
+}  // namespace
+}  // namespace nex::vtm
+
+using namespace nex::vtm;
+
+extern "C" void nex_vtm_k_sLog1p(int n, const float* a, float* r) {
+  Run(n, a, r);
+}
+extern "C" void nex_vtm_k_dLog1p(int n, const double* a, double* r) {
+  Run(n, a, r);
+}
