@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case<float>{"vsLog1p", _vtmsLog1p, mpfr_log1p, Log1pStatus<float>, true,
                                   0.501},
                       Case<float>{"vsLogb", _vtmsLogb, MpfrLogb, LogbStatus<float>, false, 0.0}),
-    [](const auto& info) { return std::string(info.param.name + 3); });
+    [](const auto& info) { return std::string(info.param.name + 2); });
 
 INSTANTIATE_TEST_SUITE_P(
     Log, LogAccuracyDouble,
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case<double>{"vdLog2", _vtmdLog2, mpfr_log2, LogStatus<double>, false, 0.51},
         Case<double>{"vdLog1p", _vtmdLog1p, mpfr_log1p, Log1pStatus<double>, true, 0.51},
         Case<double>{"vdLogb", _vtmdLogb, MpfrLogb, LogbStatus<double>, false, 0.0}),
-    [](const auto& info) { return std::string(info.param.name + 3); });
+    [](const auto& info) { return std::string(info.param.name + 2); });
 
 // Every float, on request: the figures of the accuracy table.
 TEST_P(LogAccuracySingle, EveryFloatOnRequest) {
