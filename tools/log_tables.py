@@ -58,9 +58,10 @@ def cubic_rows(scale):
         c0 = k0 - k1 * p + k2 * p * p - k3 * p * p * p
         row = [float(c0 * scale), float(c1 * scale), float(c2 * scale), float(c3 * scale)]
         if j == 0:
-            # log 1 = 0 exactly: c0 cancels the Horner sum at m = 1 as the
-            # kernel's 53-bit arithmetic forms it.
-            row[0] = -((row[3] + row[2]) + row[1])
+            # log 1 = 0 exactly: the kernel forms (c3 m + c2) m^2 + (c1 m + c0)
+            # in 53-bit arithmetic, and at m = 1 c1 + c0 (exact, as both are
+            # below 4 with the same last place) cancels c3 + c2 rounded.
+            row[0] = -(row[3] + row[2]) - row[1]
         rows.append(row)
     return rows
 
