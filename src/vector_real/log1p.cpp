@@ -14,8 +14,9 @@
 // products with the 10-bit c are exact). The large parts are summed with
 // their rounding error kept, so the result is rounded about once. Near
 // x = 0 the reduction gives c = 1, no table term, and the result is t plus
-// a small correction: no cancellation. Measured: dLog1p 0.502 ulp on a
-// random sample over the range, sLog1p 0.500 ulp over every float.
+// a small correction: no cancellation. Measured: dLog1p 0.509 ulp at
+// -0.00094891 (5e6 random arguments), sLog1p 0.5000 ulp (every float of
+// [2^-4, 2) and (-1, -2^-4], every 97th elsewhere).
 //
 // Special elements: NaN gives x + x; x = -1 gives -infinity with status 2;
 // x < -1 (-infinity included) a NaN with status 1; +infinity itself;

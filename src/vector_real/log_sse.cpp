@@ -14,11 +14,11 @@
 // higher terms are the Taylor series to t^6 in t_hi. The large part
 // e + hi + t_hi44 * 1.44140625 is summed with its rounding error kept (the
 // exponent part is zero or at least as large as the other), so the result
-// is rounded once at the end. Measured: dLog2 0.501 ulp (random sample over
-// the whole range).
+// is rounded once at the end. Measured on 5e6 random arguments: dLog2
+// 0.5015 ulp at 1.0011502.
 // Single: the same reduction on the lanes widened to double, a quartic of
-// log2(1 + t) and one rounding to single. Measured over every float:
-// sLog2 0.500 ulp (not correctly rounded in a handful of cases).
+// log2(1 + t) and one rounding to single. Measured (every float of
+// [0.5, 2), every 97th elsewhere): sLog2 0.5000 ulp, none above half an ulp.
 //
 // Exceptional lanes (zero, denormal, negative, infinity, NaN) go to the
 // scalar routine on x * 1 (so denormals-are-zero applies): zero gives
