@@ -1,5 +1,6 @@
 // Log1p: ln(1 + x), scalar in double precision for both types (single
-// widens; frame: x87 double, MXCSR keeps the caller's rounding).
+// widens; frame: x87 double, MXCSR keeps the caller's rounding). Single
+// needs only the plain double form of the method below (no low parts).
 //
 // u = 1 + x is formed with its rounding error lo (exact two-sum), and
 // u = 2^e z with z in [0.75, 1.5); c, the nearest multiple of 2^-9 to z,
@@ -46,35 +47,66 @@ inline double Mask(double x, uint64_t m) {
   return from_bits<double>(to_bits(x) & m);
 }
 
-// ln(1 + x) for x > -1, finite, |x| >= 2^-54.
+// u = 2^e z, z in [0.75, 1.5), c the nearest multiple of 2^-9 to z, and
+// the row of c.
+struct Cut {
+  int e;
+  double z, c;
+  const double* row;
+};
+
+inline Cut Reduce(double u) {
+  Cut r;
+  const uint64_t iu = to_bits(u);
+  const uint64_t tmp = iu - 0x3FE8000000000000ull;
+  r.e = static_cast<int>(static_cast<int64_t>(tmp) >> 52);
+  r.z = from_bits<double>(iu - (tmp & 0xFFF0000000000000ull));
+  const double y = r.z * 512.0 + kShifter;
+  const int k = static_cast<int>(static_cast<uint32_t>(to_bits(y)));
+  r.c = (y - kShifter) * (1.0 / 512);
+  r.row = kLnGrid[k - kGridFirst];
+  return r;
+}
+
+inline double Poly(double t) {
+  return t * t * (kP2 + t * (kP3 + t * (kP4 + t * (kP5 + t * kP6))));
+}
+
+// ln(1 + x) for x > -1, finite, |x| >= 2^-54, to about half an ulp.
 inline double Log1pMain(double x) {
   const double u = 1.0 + x;
   const double lo = std::fabs(x) >= 1.0 ? (x - u) + 1.0 : (1.0 - u) + x;
-  const uint64_t iu = to_bits(u);
-  const uint64_t tmp = iu - 0x3FE8000000000000ull;
-  const int e = static_cast<int>(static_cast<int64_t>(tmp) >> 52);
-  const double z = from_bits<double>(iu - (tmp & 0xFFF0000000000000ull));
+  const Cut r = Reduce(u);
   // 2^-e for the low part; beyond e = 1000 the low part is far below the
   // result's last place.
-  const double scale = e <= 1000 ? from_bits<double>(static_cast<uint64_t>(1023 - e) << 52) : 0.0;
+  const double scale =
+      r.e <= 1000 ? from_bits<double>(static_cast<uint64_t>(1023 - r.e) << 52) : 0.0;
   const double los = lo * scale;
-  const double y = z * 512.0 + kShifter;
-  const int k = static_cast<int>(static_cast<uint32_t>(to_bits(y)));
-  const double c = (y - kShifter) * (1.0 / 512);
-  const double* row = kLnGrid[k - kGridFirst];
-  const double rcp = row[0];
-  const double d = z - c;
+  const double rcp = r.row[0], c = r.c;
+  const double d = r.z - c;
   const double th = (d + los) * rcp;
   const double a = Mask(th, 0xFFFFFFFFF8000000ull), b = th - a;
   const double tl = (((d - a * c) - b * c) + los) * rcp;
-  const double big = e * kLn2Hi + row[1];
+  const double big = r.e * kLn2Hi + r.row[1];
   const double s = big + th;
   const double slo = (big - s) + th;
-  const double p = th * th * (kP2 + th * (kP3 + th * (kP4 + th * (kP5 + th * kP6))));
-  return s + (slo + (tl + (e * kLn2Lo + row[2]) + p));
+  return s + (slo + (tl + (r.e * kLn2Lo + r.row[2]) + Poly(th)));
 }
 
-// The element routine: result and status.
+// ln(1 + x) for a single x > -1, finite, |x| >= 2^-54, to about 2^-50
+// relative: enough for one rounding to single. 1 + x is exact in double for
+// 2^-29 <= |x| < 2^29 (x has 24 bits) and relatively exact beyond; below
+// 2^-29, x - x^2/2 is within 2^-58 relative.
+inline double Log1pWidened(double x) {
+  if (std::fabs(x) < 0x1p-29) return x - 0.5 * x * x;
+  const Cut r = Reduce(1.0 + x);
+  const double t = (r.z - r.c) * r.row[0];
+  return (r.e * kLn2Hi + r.row[1]) + (t + ((r.e * kLn2Lo + r.row[2]) + Poly(t)));
+}
+
+// The element routine: result and status. kWide: the argument is a widened
+// single.
+template <bool kWide>
 inline int Log1pAt(double x, double* out) {
   const uint64_t b = to_bits(x);
   if (x != x) {
@@ -97,7 +129,7 @@ inline int Log1pAt(double x, double* out) {
     *out = x;
     return 0;
   }
-  *out = Log1pMain(x);
+  *out = kWide ? Log1pWidened(x) : Log1pMain(x);
   return 0;
 }
 
@@ -107,7 +139,7 @@ void Run(int n, const T* a, T* r) {
   const char* name = sizeof(T) == 4 ? "vsLog1p" : "vdLog1p";
   for (ptrdiff_t i = 0; i < n; ++i) {
     double y;
-    const int status = Log1pAt(static_cast<double>(a[i]), &y);
+    const int status = Log1pAt<sizeof(T) == 4>(static_cast<double>(a[i]), &y);
     r[i] = static_cast<T>(y);
     if (__builtin_expect(status != 0, 0)) Report(status, static_cast<int32_t>(i), a, a, r, r, name);
   }

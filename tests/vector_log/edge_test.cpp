@@ -277,6 +277,27 @@ TYPED_TEST(LogEdges, DenormalUnderFlushModeInTheX87Kernels) {
   EXPECT_EQ(r, static_cast<T>(std::log(static_cast<long double>(x))));
 }
 
+// The SSE2 kernels follow the mode: with denormals taken as zero, a
+// denormal argument is a zero, with a zero's result and status.
+TYPED_TEST(LogEdges, DenormalIsZeroUnderFlushModeInTheSseKernels) {
+  using T = TypeParam;
+  const uint32_t mode = _vtmGetMode();
+  _vtmSetMode((mode & ~VTM_DENORMAL_MASK) | VTM_FLUSH_ZERO_ON);
+  const T x[2] = {Lim<T>::dmin * 5, T(8)};
+  T r2[2] = {}, rb[2] = {};
+  const auto seen2 = acc::ProbeStatuses([&] { Kernels<T>::log2(2, x, r2); });
+  const auto seenb = acc::ProbeStatuses([&] { Kernels<T>::logb(2, x, rb); });
+  _vtmSetMode((mode & VTM_DENORMAL_MASK) != 0 ? mode : mode | 0x00140000u);
+  EXPECT_EQ(r2[0], -Lim<T>::inf);
+  EXPECT_EQ(rb[0], -Lim<T>::inf);
+  EXPECT_EQ(r2[1], T(3));
+  EXPECT_EQ(rb[1], T(3));
+  ASSERT_EQ(seen2.size(), 1u);
+  EXPECT_EQ(seen2[0].status, VTM_STATUS_SINGULARITY);
+  ASSERT_EQ(seenb.size(), 1u);
+  EXPECT_EQ(seenb[0].status, VTM_STATUS_DOMAIN);
+}
+
 int32_t SetFortyTwo(VtmErrorRecord* rec) {
   rec->r1 = 42.0;
   return 0;
