@@ -56,6 +56,11 @@ struct Case {
 };
 
 template <class T>
+void PrintTo(const Case<T>& c, std::ostream* os) {
+  *os << c.name;
+}
+
+template <class T>
 std::vector<T> Arguments(bool shifted) {
   using L = std::numeric_limits<T>;
   const T tiny = L::denorm_min(), big = L::max();
