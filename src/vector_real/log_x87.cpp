@@ -17,11 +17,11 @@
 //     ln x = e ln 2 + hi[j] + lo[j] + q(t),   0 <= t < 2^-8,
 // with q a degree-6 minimax polynomial for ln(1 + t), evaluated by Estrin's
 // scheme. t is (m' - 1) times rcp[j] refined by one Newton step (the defect
-// 1 - c rcp[j] is exact in 64 bits), so t is good to the 64-bit significand. Log10 uses
-// its own rows and scales q by log10 e. Everything is in extended precision;
-// the store rounds once. e log 2 uses the unit's constant with its low part
-// added. Measured on 5e6 random arguments: dLn 0.504 ulp at 1.0018696,
-// dLog10 0.504 ulp at 0.9979268.
+// 1 - c rcp[j] is exact in 64 bits), so t is good to the 64-bit significand.
+// Log10 uses its own rows and scales q by log10 e. Everything is in extended
+// precision; the store rounds once. e log 2 uses the unit's constant with its
+// low part added. Measured on 5e6 random arguments: dLn 0.504 ulp at
+// 1.0018696, dLog10 0.504 ulp at 0.9979268.
 //
 // Elements off the table path: zero, denormal, negative, infinity, NaN (bits
 // outside the positive normal range) and, for double, x in [1 - 2^-9, 1)
@@ -107,7 +107,8 @@ struct DoubleLog {
     const unsigned j = (hi >> 12) & 0xFF;
     const double m1 = from_bits<double>((b & 0x00000FFFFFFFFFFFull) | 0x3FF0000000000000ull);
     const double* row = kRows[j];
-    const long double c = 1.0L + static_cast<long double>(j) * (1.0L / 256);
+    // c = 1 + j/256: the top 8 mantissa bits alone, with the exponent of 1.
+    const long double c = from_bits<double>((b & 0x000FF00000000000ull) | 0x3FF0000000000000ull);
     // The reciprocal refined to 64 bits off the argument's path: c * rcp is
     // exact in 64 bits, so rcp (2 - c rcp) = rcp + rcp (1 - c rcp).
     const long double rcp = row[2];
