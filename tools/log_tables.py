@@ -16,6 +16,8 @@ Tables:
       k = 384..768 (c in [0.75, 1.5]): rcp = 1/c rounded, hi + lo = log2 c
       (ln c) with hi rounded to a multiple of 2^-42, so that an integer
       exponent (times a short ln 2 for ln) plus hi is exact in a double.
+  kLog2Series, kInvLn2Lo  the Taylor coefficients of log2(1 + t) and the low
+      part of 1/ln 2 beside its high part 1.44140625.
 
 Usage: /usr/bin/python3 tools/log_tables.py > src/vector_real/log_data.cpp
 """
@@ -108,6 +110,12 @@ def main():
          "hi, lo of log10(1 + j/256) and the reciprocal of 1 + j/256")
     emit(out, "kLog2Grid", grid_rows(gmpy2.log2), 3, "1/c, log2 c (hi on 2^-42, lo), c = k/512")
     emit(out, "kLnGrid", grid_rows(gmpy2.log), 3, "1/c, ln c (hi on 2^-42, lo), c = k/512")
+    inv_ln2 = 1 / gmpy2.log(mpfr(2))
+    series = [(-1) ** (k + 1) * inv_ln2 / k for k in range(1, 7)]
+    out.write("// (-1)^(k+1) / (k ln 2), k = 1..6: the Taylor coefficients of log2(1 + t)\n")
+    out.write("alignas(16) const double kLog2Series[6] = {" + ", ".join(d(v) for v in series) + "};\n\n")
+    out.write("// 1/ln 2 less its 9-bit high part 1.44140625\n")
+    out.write("const double kInvLn2Lo = " + d(inv_ln2 - mpfr("1.44140625")) + ";\n\n")
     out.write("}  // namespace nex::vtm::logdata\n")
 
 

@@ -1821,4 +1821,10 @@ alignas(16) const double kLnGrid[385][3] = {
     {0x1.5555555555555p-1, 0x1.9f323ecbfa000p-2, -0x1.ed03525ca2643p-44},
 };
 
+// (-1)^(k+1) / (k ln 2), k = 1..6: the Taylor coefficients of log2(1 + t)
+alignas(16) const double kLog2Series[6] = {0x1.71547652b82fep+0, -0x1.71547652b82fep-1, 0x1.ec709dc3a03fdp-2, -0x1.71547652b82fep-2, 0x1.2776c50ef9bfep-2, -0x1.ec709dc3a03fdp-3};
+
+// 1/ln 2 less its 9-bit high part 1.44140625
+const double kInvLn2Lo = 0x1.51d94ae0bf85ep-10;
+
 }  // namespace nex::vtm::logdata

@@ -17,4 +17,8 @@ inline constexpr int kGridFirst = 384;
 extern const double kLog2Grid[385][3];
 extern const double kLnGrid[385][3];
 
+// (-1)^(k+1) / (k ln 2), k = 1..6, and 1/ln 2 - 1.44140625.
+extern const double kLog2Series[6];
+extern const double kInvLn2Lo;
+
 }  // namespace nex::vtm::logdata

@@ -52,16 +52,16 @@ inline __m128d Bits2(uint64_t b) {
   return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(b)));
 }
 
-constexpr double kShifter = 6755399441055744.0;      // 1.5 * 2^52
-constexpr double kInvLn2Hi = 1.44140625;             // 369/256, the high part of 1/ln 2
-constexpr double kInvLn2Lo = 0x1.51d94ae0bf85ep-10;  // 1/ln 2 - 1.44140625
+constexpr double kShifter = 6755399441055744.0;  // 1.5 * 2^52
+constexpr double kInvLn2Hi = 1.44140625;         // 369/256, the high part of 1/ln 2
+using logdata::kInvLn2Lo;
 // Taylor coefficients of log2(1 + t) = (t - t^2/2 + t^3/3 - ...) / ln 2.
-constexpr double kL1 = 0x1.71547652b82fep+0;
-constexpr double kL2 = -0x1.71547652b82fep-1;
-constexpr double kL3 = 0x1.ec709dc3a03fdp-2;
-constexpr double kL4 = -0x1.71547652b82fep-2;
-constexpr double kL5 = 0x1.2776c50ef9bfep-2;
-constexpr double kL6 = -0x1.ec709dc3a03fdp-3;
+const double& kL1 = logdata::kLog2Series[0];
+const double& kL2 = logdata::kLog2Series[1];
+const double& kL3 = logdata::kLog2Series[2];
+const double& kL4 = logdata::kLog2Series[3];
+const double& kL5 = logdata::kLog2Series[4];
+const double& kL6 = logdata::kLog2Series[5];
 
 // x = 2^e z, z in [0.75, 1.5); c the nearest multiple of 2^-9 to z and the
 // rows of the two lanes' c.
