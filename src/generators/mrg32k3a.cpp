@@ -184,4 +184,4 @@ NEX_EXPORT int32_t __vrsBRngMRG32K3AInitStream(int32_t method, VrsStream* stream
   }
 }
 
-NEX_DEFINE_BRNG_OUTPUTS(MRG32K3A, uint32_t, nex::generators::u32_to_double, false)
+NEX_DEFINE_BRNG_OUTPUTS(MRG32K3A, uint32_t, nex::generators::u32_to_double)
