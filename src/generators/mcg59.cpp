@@ -47,15 +47,15 @@ void generate(VrsStream* stream, int32_t n, Sink sink) {
 
 // Real forms. Four lanes step by a^4 in 64-bit integer registers, modulo
 // 2^64: the low 59 bits of a product depend only on the low 59 bits of its
-// factors, so the lanes need no mask until the state is stored. Each output
-// leaves its low word in the low half of a slot whose high half holds the
-// exponent of 2^52, and its high word in a slot with the exponent of 2^84
-// (the five bits above the 59 are cleared two slots at a time); SSE2 then
-// turns two slots of each kind into two doubles with no shuffling. The slots
-// come in two halves: the lanes fill one with the next block of numbers
-// while the block before, in the other, is converted, so a load never waits
-// for the narrower stores it reads and the integer steps overlap the
-// floating-point work.
+// factors, so the lanes need no mask until the state is stored. The lanes
+// store their values to a small slot array, and SSE2 converts them four at
+// a time: two shuffles gather the four low words and the four high words
+// (cleared above bit 58 of the value), and interleaving them with the
+// exponent halves of 2^52 and 2^84 gives the bit patterns of the exact
+// conversion, two numbers per register. The slots come in two halves: the
+// lanes fill one with the next block of numbers while the block before, in
+// the other, is converted, so a load does not wait for the stores it reads
+// and the integer steps overlap the floating-point work.
 template <class Real>
 void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   State& st = *nex::streams::state_of<State>(stream);
@@ -65,34 +65,32 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   uint64_t x = st.x;
   const uint64_t mul = st.a;
   if (groups > 0) {
-    alignas(16) uint32_t lo[2][kBlock][2], hi[2][kBlock][2];
-    for (int32_t h = 0; h < 2; ++h)
-      for (int32_t k = 0; k < kBlock; ++k) {
-        lo[h][k][1] = nex::generators::kExp52;
-        hi[h][k][1] = nex::generators::kExp84;
-      }
+    alignas(16) uint64_t slot[2][kBlock];
     const uint64_t a4 = mulmod(mulmod(mul, mul), mulmod(mul, mul));
     uint64_t lane[4] = {x, mulmod(mul, x), 0, 0};
     lane[2] = mulmod(mul, lane[1]);
     lane[3] = mulmod(mul, lane[2]);
     const nex::generators::PackedAffine affine(scale, a);
-    const __m128d mask = _mm_castsi128_pd(_mm_set1_epi64x(0xFFFFFFFF07FFFFFFll));
-    // Four numbers into slots k..k+3 of half h.
+    const __m128i m27 = _mm_set1_epi32(0x07FFFFFF);
+    const __m128i e52 = _mm_set1_epi32(static_cast<int>(nex::generators::kExp52));
+    const __m128i e84 = _mm_set1_epi32(static_cast<int>(nex::generators::kExp84));
     auto fill = [&](int32_t h, int32_t k) {
       for (int32_t q = 0; q < 4; ++q) {
-        lo[h][k + q][0] = static_cast<uint32_t>(lane[q]);
-        hi[h][k + q][0] = static_cast<uint32_t>(lane[q] >> 32);
+        slot[h][k + q] = lane[q];
         lane[q] *= a4;
       }
     };
-    // Slots k..k+3 of half h to out[k..k+3].
     auto convert = [&](int32_t h, int32_t k, Real* out) {
-      for (int32_t q = 0; q < 4; q += 2) {
-        const __m128d vh =
-            _mm_and_pd(_mm_load_pd(reinterpret_cast<const double*>(hi[h][k + q])), mask);
-        const __m128d vl = _mm_load_pd(reinterpret_cast<const double*>(lo[h][k + q]));
-        nex::generators::store_pair(out + k + q, affine(nex::generators::u59x2_to_double(vh, vl)));
-      }
+      const __m128 v01 = _mm_load_ps(reinterpret_cast<const float*>(&slot[h][k]));
+      const __m128 v23 = _mm_load_ps(reinterpret_cast<const float*>(&slot[h][k + 2]));
+      const __m128i l = _mm_castps_si128(_mm_shuffle_ps(v01, v23, 0x88));
+      const __m128i u = _mm_and_si128(_mm_castps_si128(_mm_shuffle_ps(v01, v23, 0xDD)), m27);
+      nex::generators::store_pair(out + k, affine(nex::generators::u59x2_to_double(
+                                               _mm_castsi128_pd(_mm_unpacklo_epi32(u, e84)),
+                                               _mm_castsi128_pd(_mm_unpacklo_epi32(l, e52)))));
+      nex::generators::store_pair(out + k + 2, affine(nex::generators::u59x2_to_double(
+                                                   _mm_castsi128_pd(_mm_unpackhi_epi32(u, e84)),
+                                                   _mm_castsi128_pd(_mm_unpackhi_epi32(l, e52)))));
     };
     const int32_t blocks = groups / (kBlock / 4);
     const int32_t rest = 4 * (groups % (kBlock / 4));  // numbers of the last, partial block
