@@ -35,34 +35,38 @@ inline double frac(double s) {
   return s - static_cast<double>(_mm_cvttsd_si32(_mm_set_sd(s)));
 }
 
-// Four successive states at a time, each stepping by a_j^4; the tail of up
-// to three outputs takes the first prepared states. An output's components
-// sit in two registers, (x1, x2) and (x3, x4). `emit` receives the output
-// index and those two registers.
+// kLanes successive states at a time, each stepping by a_j^kLanes (formed by
+// squaring); the tail of up to kLanes - 1 outputs takes the first prepared
+// states. One modular step is a chain of about 30 cycles of latency (two
+// products, two conversions, a product and a difference), so eight lanes
+// rather than four keep the units busy; the numbers are the same. An
+// output's components sit in two registers, (x1, x2) and (x3, x4). `emit`
+// receives the output index and those two registers.
 template <class Emit>
 void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
   if (n <= 0) return;
+  constexpr int kLanes = 8;
   int32_t sub = 0;
   nex::streams::row_of(stream, &sub);
   State& st = *nex::streams::state_of<State>(stream);
   const uint32_t* mod = VrsWhModuli[sub];
-  __m128d m[2], iv[2], a[2], a4[2], lane[4][2];
+  __m128d m[2], iv[2], a[2], step[2], lane[kLanes][2];
   for (int h = 0; h < 2; ++h) {
     m[h] = _mm_set_pd(mod[2 * h + 1], mod[2 * h]);
     iv[h] = _mm_set_pd(inv[2 * h + 1], inv[2 * h]);
     a[h] = _mm_set_pd(st.a[2 * h + 1], st.a[2 * h]);
-    const __m128d a2 = mulmod(a[h], a[h], m[h], iv[h]);
-    a4[h] = mulmod(a2, a2, m[h], iv[h]);
+    step[h] = a[h];
+    for (int k = 1; k < kLanes; k *= 2) step[h] = mulmod(step[h], step[h], m[h], iv[h]);
     lane[0][h] = _mm_set_pd(st.x[2 * h + 1], st.x[2 * h]);
-    for (int k = 1; k < 4; ++k) lane[k][h] = mulmod(a[h], lane[k - 1][h], m[h], iv[h]);
+    for (int k = 1; k < kLanes; ++k) lane[k][h] = mulmod(a[h], lane[k - 1][h], m[h], iv[h]);
   }
   int32_t i = 0;
-  const int32_t body = n & ~3;
-  for (; i < body; i += 4)
-    for (int k = 0; k < 4; ++k) {
+  const int32_t body = n & -kLanes;
+  for (; i < body; i += kLanes)
+    for (int k = 0; k < kLanes; ++k) {
       emit(i + k, lane[k][0], lane[k][1]);
-      lane[k][0] = mulmod(a4[0], lane[k][0], m[0], iv[0]);
-      lane[k][1] = mulmod(a4[1], lane[k][1], m[1], iv[1]);
+      lane[k][0] = mulmod(step[0], lane[k][0], m[0], iv[0]);
+      lane[k][1] = mulmod(step[1], lane[k][1], m[1], iv[1]);
     }
   // lane[k] now holds output body + k; the tail uses the first n - body of
   // them and the state moves to the one after the last used.
