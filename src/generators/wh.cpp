@@ -41,7 +41,8 @@ inline double frac(double s) {
 // products, two conversions, a product and a difference), so eight lanes
 // rather than four keep the units busy; the numbers are the same. An
 // output's components sit in two registers, (x1, x2) and (x3, x4). `emit`
-// receives the output index and those two registers.
+// receives the index of the first output, the lanes, and the number of
+// outputs they hold: kLanes, or the tail's count once at the end.
 template <class Emit>
 void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
   if (n <= 0) return;
@@ -62,16 +63,17 @@ void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
   }
   int32_t i = 0;
   const int32_t body = n & -kLanes;
-  for (; i < body; i += kLanes)
+  for (; i < body; i += kLanes) {
+    emit(i, lane, kLanes);
     for (int k = 0; k < kLanes; ++k) {
-      emit(i + k, lane[k][0], lane[k][1]);
       lane[k][0] = mulmod(step[0], lane[k][0], m[0], iv[0]);
       lane[k][1] = mulmod(step[1], lane[k][1], m[1], iv[1]);
     }
+  }
   // lane[k] now holds output body + k; the tail uses the first n - body of
   // them and the state moves to the one after the last used.
   const int32_t tail = n - body;
-  for (int k = 0; k < tail; ++k) emit(i + k, lane[k][0], lane[k][1]);
+  if (tail > 0) emit(i, lane, tail);
   alignas(16) double x[4];
   _mm_store_pd(x, lane[tail][0]);
   _mm_store_pd(x + 2, lane[tail][1]);
@@ -84,14 +86,30 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   nex::streams::row_of(stream, &sub);
   const double* inv = VrsWhInverseModuli[sub];
   const __m128d i12 = _mm_loadu_pd(inv), i34 = _mm_loadu_pd(inv + 2);
-  const double width = b - a;
-  generate(stream, n, inv, [=](int32_t i, __m128d x12, __m128d x34) {
-    // x1/m1 + x2/m2 + x3/m3 + x4/m4, added from the left.
-    alignas(16) double t[4];
-    _mm_store_pd(t, _mm_mul_pd(x12, i12));
-    _mm_store_pd(t + 2, _mm_mul_pd(x34, i34));
-    const double s = ((t[0] + t[1]) + t[2]) + t[3];
-    r[i] = static_cast<Real>(frac(s) * width + a);
+  const nex::generators::PackedAffine affine(b - a, a);
+  generate(stream, n, inv, [=](int32_t i, const __m128d(*lane)[2], int count) {
+    // Two outputs per register: the four quotients x_j/m_j of outputs k and
+    // k + 1 are transposed into (t_j(k), t_j(k + 1)), added from the left in
+    // the order t1 + t2 + t3 + t4, and the integer part comes off by
+    // truncation, as in frac.
+    int k = 0;
+    for (; k + 2 <= count; k += 2) {
+      const __m128d p12 = _mm_mul_pd(lane[k][0], i12), q12 = _mm_mul_pd(lane[k + 1][0], i12);
+      const __m128d p34 = _mm_mul_pd(lane[k][1], i34), q34 = _mm_mul_pd(lane[k + 1][1], i34);
+      const __m128d s =
+          _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_unpacklo_pd(p12, q12), _mm_unpackhi_pd(p12, q12)),
+                                _mm_unpacklo_pd(p34, q34)),
+                     _mm_unpackhi_pd(p34, q34));
+      const __m128d u = _mm_sub_pd(s, _mm_cvtepi32_pd(_mm_cvttpd_epi32(s)));
+      nex::generators::store_pair(r + i + k, affine(u));
+    }
+    for (; k < count; ++k) {
+      alignas(16) double t[4];
+      _mm_store_pd(t, _mm_mul_pd(lane[k][0], i12));
+      _mm_store_pd(t + 2, _mm_mul_pd(lane[k][1], i34));
+      const double s = ((t[0] + t[1]) + t[2]) + t[3];
+      r[i + k] = static_cast<Real>(frac(s) * (b - a) + a);
+    }
   });
 }
 
@@ -141,9 +159,12 @@ NEX_EXPORT int32_t __vrsiBRngWH(VrsStream* stream, int32_t n, void* r) {
   const uint32_t* m = VrsWhModuli[sub];
   const double inv[4] = {1.0 / m[0], 1.0 / m[1], 1.0 / m[2], 1.0 / m[3]};
   auto* out = static_cast<uint32_t*>(r);
-  generate(stream, n, inv, [out](int32_t i, __m128d x12, __m128d x34) {
-    const __m128i w = _mm_unpacklo_epi64(_mm_cvttpd_epi32(x12), _mm_cvttpd_epi32(x34));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * static_cast<size_t>(i)), w);
+  generate(stream, n, inv, [out](int32_t i, const __m128d(*lane)[2], int count) {
+    for (int k = 0; k < count; ++k) {
+      const __m128i w =
+          _mm_unpacklo_epi64(_mm_cvttpd_epi32(lane[k][0]), _mm_cvttpd_epi32(lane[k][1]));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * (static_cast<size_t>(i) + k)), w);
+    }
   });
   return VRS_STATUS_OK;
 }
