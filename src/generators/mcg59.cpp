@@ -81,6 +81,7 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
       }
     };
     auto convert = [&](int32_t h, int32_t k, Real* out) {
+      nex::generators::prefetch_output(out + k);
       const __m128 v01 = _mm_load_ps(reinterpret_cast<const float*>(&slot[h][k]));
       const __m128 v23 = _mm_load_ps(reinterpret_cast<const float*>(&slot[h][k + 2]));
       const __m128i l = _mm_castps_si128(_mm_shuffle_ps(v01, v23, 0x88));

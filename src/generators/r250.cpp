@@ -89,6 +89,7 @@ void long_real(State& st, int32_t n, Real* r, double a, double scale) {
           _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + top - kLag)),
                         _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + top - kSplit)));
       _mm_store_si128(reinterpret_cast<__m128i*>(buf + top), w);
+      nex::generators::prefetch_output(r + m);
       __m128d d01, d23;
       nex::generators::u32x4_to_double(w, d01, d23);
       nex::generators::store_pair(r + m, affine(d01));

@@ -92,6 +92,7 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
     // k + 1 are transposed into (t_j(k), t_j(k + 1)), added from the left in
     // the order t1 + t2 + t3 + t4, and the integer part comes off by
     // truncation, as in frac.
+    nex::generators::prefetch_output(r + i);
     int k = 0;
     for (; k + 2 <= count; k += 2) {
       const __m128d p12 = _mm_mul_pd(lane[k][0], i12), q12 = _mm_mul_pd(lane[k + 1][0], i12);
@@ -160,6 +161,8 @@ NEX_EXPORT int32_t __vrsiBRngWH(VrsStream* stream, int32_t n, void* r) {
   const double inv[4] = {1.0 / m[0], 1.0 / m[1], 1.0 / m[2], 1.0 / m[3]};
   auto* out = static_cast<uint32_t*>(r);
   generate(stream, n, inv, [out](int32_t i, const __m128d(*lane)[2], int count) {
+    nex::generators::prefetch_output(out + 4 * static_cast<size_t>(i));
+    nex::generators::prefetch_output(out + 4 * static_cast<size_t>(i) + 16);
     for (int k = 0; k < count; ++k) {
       const __m128i w =
           _mm_unpacklo_epi64(_mm_cvttpd_epi32(lane[k][0]), _mm_cvttpd_epi32(lane[k][1]));
