@@ -32,10 +32,10 @@ void walk(State& st, int32_t n, Emit emit) {
   st.j = j;
 }
 
-// The ring's word m places on from the read position, for m in 0..249.
-inline uint32_t ring(const State& st, int32_t m) {
-  const uint32_t k = st.i + static_cast<uint32_t>(m);
-  return st.w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
+// The ring's word m places on from the read position i0, for m in 0..249.
+inline uint32_t ring(const uint32_t* w, uint32_t i0, int32_t m) {
+  const uint32_t k = i0 + static_cast<uint32_t>(m);
+  return w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
 }
 
 // Long requests (n >= 250) leave the ring alone while they run: outputs 0 to
@@ -43,8 +43,10 @@ inline uint32_t ring(const State& st, int32_t m) {
 // and the rest only earlier outputs. The last 250 outputs then become the
 // ring, rotated so that i = 0 and j = 103.
 void long_path(State& st, int32_t n, uint32_t* out) {
-  for (int32_t m = 0; m < kSplit; ++m) out[m] = ring(st, m) ^ ring(st, m + kShort);
-  for (int32_t m = kSplit; m < kLag; ++m) out[m] = ring(st, m) ^ out[m - kSplit];
+  // The read position is held locally: the stores to out may alias the state.
+  const uint32_t i0 = st.i;
+  for (int32_t m = 0; m < kSplit; ++m) out[m] = ring(st.w, i0, m) ^ ring(st.w, i0, m + kShort);
+  for (int32_t m = kSplit; m < kLag; ++m) out[m] = ring(st.w, i0, m) ^ out[m - kSplit];
   int32_t m = kLag;
   // Each run of 16 reads only outputs at least 147 back.
   for (; m + 16 <= n; m += 16)
