@@ -88,4 +88,4 @@ NEX_EXPORT int32_t __vrsBRngMCG31M1InitStream(int32_t method, VrsStream* stream,
   }
 }
 
-NEX_DEFINE_BRNG_OUTPUTS(MCG31M1, uint32_t, nex::generators::u32_to_double, false)
+NEX_DEFINE_BRNG_OUTPUTS(MCG31M1, uint32_t, nex::generators::u32_to_double)

@@ -120,6 +120,7 @@ void generate(VrsStream* stream, int32_t n, Sink sink) {
       const int32_t len = body - i < kRun ? body - i : kRun;
       jump_run_x(hx, len);
       jump_run_y(hy, len);
+      for (int32_t j = 0; j < len; j += Sink::kPerLine) sink.prefetch(i + j);
       for (int32_t j = 0; j < len; ++j)
         sink(i + j, combine(static_cast<uint32_t>(hx[16 + j]), static_cast<uint32_t>(hy[16 + j])));
       i += len;
@@ -184,4 +185,4 @@ NEX_EXPORT int32_t __vrsBRngMRG32K3AInitStream(int32_t method, VrsStream* stream
   }
 }
 
-NEX_DEFINE_BRNG_OUTPUTS(MRG32K3A, uint32_t, nex::generators::u32_to_double, false)
+NEX_DEFINE_BRNG_OUTPUTS(MRG32K3A, uint32_t, nex::generators::u32_to_double)

@@ -17,24 +17,6 @@ struct State {
   uint32_t j;
 };
 
-// Elements of the caller's output seen as integers of the element's width:
-// the long path runs the recurrence on them, with the word in the low 32
-// bits. For doubles the high half starts at zero and the XORs keep it so.
-typedef uint32_t AliasU32 __attribute__((may_alias));
-typedef uint64_t AliasU64 __attribute__((may_alias));
-template <class U>
-struct AliasOf;
-template <>
-struct AliasOf<uint32_t> {
-  using type = AliasU32;
-};
-template <>
-struct AliasOf<uint64_t> {
-  using type = AliasU64;
-};
-template <class U>
-using Alias = typename AliasOf<U>::type;
-
 // Short requests walk the ring one step at a time.
 template <class Emit>
 void walk(State& st, int32_t n, Emit emit) {
@@ -50,44 +32,87 @@ void walk(State& st, int32_t n, Emit emit) {
   st.j = j;
 }
 
+// The ring's word m places on from the read position i0, for m in 0..249.
+inline uint32_t ring(const uint32_t* w, uint32_t i0, int32_t m) {
+  const uint32_t k = i0 + static_cast<uint32_t>(m);
+  return w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
+}
+
 // Long requests (n >= 250) leave the ring alone while they run: outputs 0 to
 // 146 read two ring words, outputs 147 to 249 one ring word and one output,
 // and the rest only earlier outputs. The last 250 outputs then become the
-// ring, rotated so that i = 0 and j = 103. An output that no later output
-// reads any more (250 back) is handed to `retire`, in order, so that the
-// real forms convert it while it is still in cache.
-template <class U, class Retire>
-void long_path(State& st, int32_t n, Alias<U>* out, Retire retire) {
+// ring, rotated so that i = 0 and j = 103.
+void long_path(State& st, int32_t n, uint32_t* out) {
+  // The read position is held locally: the stores to out may alias the state.
   const uint32_t i0 = st.i;
-  auto ring = [&](int32_t m) {
-    uint32_t k = i0 + static_cast<uint32_t>(m);
-    return st.w[k >= static_cast<uint32_t>(kLag) ? k - kLag : k];
-  };
-  for (int32_t m = 0; m < kSplit; ++m) out[m] = static_cast<U>(ring(m) ^ ring(m + kShort));
-  for (int32_t m = kSplit; m < kLag; ++m) out[m] = static_cast<U>(ring(m)) ^ out[m - kSplit];
+  for (int32_t m = 0; m < kSplit; ++m) out[m] = ring(st.w, i0, m) ^ ring(st.w, i0, m + kShort);
+  for (int32_t m = kSplit; m < kLag; ++m) out[m] = ring(st.w, i0, m) ^ out[m - kSplit];
   int32_t m = kLag;
-  // Each run of 16 reads only outputs at least 147 back, and retires the 16
-  // that the next run no longer reads.
-  for (; m + 16 <= n; m += 16) {
+  // Each run of 16 reads only outputs at least 147 back.
+  for (; m + 16 <= n; m += 16)
     for (int32_t k = 0; k < 16; ++k) out[m + k] = out[m + k - kLag] ^ out[m + k - kSplit];
-    retire(m - kLag, m - kLag + 16);
-  }
-  for (; m < n; ++m) {
-    out[m] = out[m - kLag] ^ out[m - kSplit];
-    retire(m - kLag, m - kLag + 1);
-  }
-  for (int32_t k = 0; k < kLag; ++k) st.w[k] = static_cast<uint32_t>(out[n - kLag + k]);
-  retire(n - kLag, n);
+  for (; m < n; ++m) out[m] = out[m - kLag] ^ out[m - kSplit];
+  for (int32_t k = 0; k < kLag; ++k) st.w[k] = out[n - kLag + k];
   st.i = 0;
   st.j = kShort;
 }
 
-// Real forms: the walk for short requests; for long ones the recurrence runs
-// inside r (one element-wide integer per element), and each element becomes
-// its number once no later output needs its word.
-template <class Real, class U>
+// Real forms of long requests. The ring, unrolled from the read position,
+// heads a word buffer on the stack, and the recurrence continues it there:
+// word 250 + m of the buffer is output m, w(m) = w(m - 250) XOR w(m - 147),
+// so the buffer holds exactly the walk's words. Four words come out of each
+// step as one SSE2 XOR and are converted at once, while in registers; only
+// the words themselves are stored, at a quarter of the doubles' bytes. When
+// the buffer fills, its last 250 words move to the front. The final 250
+// words become the ring, as in long_path.
+template <class Real>
+void long_real(State& st, int32_t n, Real* r, double a, double scale) {
+  // The history starts at word 2, so that the words written are 16-byte
+  // aligned (250 + 2 is a multiple of 4).
+  constexpr int32_t kBase = 2, kTop = kBase + kLag, kWords = 2048;
+  alignas(16) uint32_t buf[kWords];
+  const int32_t head = kLag - static_cast<int32_t>(st.i);  // words from i to the ring's end
+  std::memcpy(buf + kBase, st.w + st.i, head * sizeof(uint32_t));
+  std::memcpy(buf + kBase + head, st.w, st.i * sizeof(uint32_t));
+  const nex::generators::PackedAffine affine(scale, a);
+  int32_t top = kTop;
+  // Room for k more words, moving the last 250 to the front when needed.
+  auto make_room = [&](int32_t k) {
+    if (top + k <= kWords) return;
+    std::memmove(buf + kBase, buf + top - kLag, kLag * sizeof(uint32_t));
+    top = kTop;
+  };
+  int32_t m = 0;
+  while (n - m >= 4) {
+    make_room(4);
+    const int32_t quads = (n - m) / 4 < (kWords - top) / 4 ? (n - m) / 4 : (kWords - top) / 4;
+    for (int32_t q = 0; q < quads; ++q, top += 4, m += 4) {
+      const __m128i w =
+          _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + top - kLag)),
+                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + top - kSplit)));
+      _mm_store_si128(reinterpret_cast<__m128i*>(buf + top), w);
+      nex::generators::prefetch_output(r + m);
+      __m128d d01, d23;
+      nex::generators::u32x4_to_double(w, d01, d23);
+      nex::generators::store_pair(r + m, affine(d01));
+      nex::generators::store_pair(r + m + 2, affine(d23));
+    }
+  }
+  // The last one to three words, one at a time.
+  make_room(n - m);
+  for (; m < n; ++m, ++top) {
+    buf[top] = buf[top - kLag] ^ buf[top - kSplit];
+    r[m] = static_cast<Real>(nex::generators::u32_to_double(buf[top]) * scale + a);
+  }
+  std::memcpy(st.w, buf + top - kLag, sizeof st.w);
+  st.i = 0;
+  st.j = kShort;
+}
+
+// Real forms: the walk for short requests, the buffered recurrence for long
+// ones.
+template <class Real>
 void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
-  static_assert(sizeof(Real) == sizeof(U), "one integer per element");
   State& st = *nex::streams::state_of<State>(stream);
   const double scale = (b - a) * kUnit;
   if (n < kLag) {
@@ -96,15 +121,7 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
     });
     return;
   }
-  auto* slots = reinterpret_cast<Alias<U>*>(r);
-  long_path<U>(st, n, slots, [=](int32_t from, int32_t to) {
-    for (int32_t m = from; m < to; ++m) {
-      const uint64_t bits = 0x4330000000000000ull | static_cast<uint32_t>(slots[m]);
-      double w;
-      std::memcpy(&w, &bits, sizeof w);
-      r[m] = static_cast<Real>((w - 4503599627370496.0) * scale + a);
-    }
-  });
+  long_real(st, n, r, a, scale);
 }
 
 }  // namespace
@@ -149,16 +166,16 @@ NEX_EXPORT int32_t __vrsiBRngR250(VrsStream* stream, int32_t n, void* r) {
   if (n < kLag)
     walk(st, n, [out](int32_t m, uint32_t v) { out[m] = v; });
   else
-    long_path<uint32_t>(st, n, static_cast<Alias<uint32_t>*>(r), [](int32_t, int32_t) {});
+    long_path(st, n, out);
   return VRS_STATUS_OK;
 }
 
 NEX_EXPORT int32_t __vrsdBRngR250(VrsStream* stream, int32_t n, double* r, double a, double b) {
-  generate_real<double, uint64_t>(stream, n, r, a, b);
+  generate_real<double>(stream, n, r, a, b);
   return VRS_STATUS_OK;
 }
 
 NEX_EXPORT int32_t __vrssBRngR250(VrsStream* stream, int32_t n, float* r, float a, float b) {
-  generate_real<float, uint32_t>(stream, n, r, a, b);
+  generate_real<float>(stream, n, r, a, b);
   return VRS_STATUS_OK;
 }

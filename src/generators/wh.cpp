@@ -35,39 +35,45 @@ inline double frac(double s) {
   return s - static_cast<double>(_mm_cvttsd_si32(_mm_set_sd(s)));
 }
 
-// Four successive states at a time, each stepping by a_j^4; the tail of up
-// to three outputs takes the first prepared states. An output's components
-// sit in two registers, (x1, x2) and (x3, x4). `emit` receives the output
-// index and those two registers.
+// kLanes successive states at a time, each stepping by a_j^kLanes (formed by
+// squaring); the tail of up to kLanes - 1 outputs takes the first prepared
+// states. One modular step is a chain of about 30 cycles of latency (two
+// products, two conversions, a product and a difference), so eight lanes
+// rather than four keep the units busy; the numbers are the same. An
+// output's components sit in two registers, (x1, x2) and (x3, x4). `emit`
+// receives the index of the first output, the lanes, and the number of
+// outputs they hold: kLanes, or the tail's count once at the end.
 template <class Emit>
 void generate(VrsStream* stream, int32_t n, const double* inv, Emit emit) {
   if (n <= 0) return;
+  constexpr int kLanes = 8;
   int32_t sub = 0;
   nex::streams::row_of(stream, &sub);
   State& st = *nex::streams::state_of<State>(stream);
   const uint32_t* mod = VrsWhModuli[sub];
-  __m128d m[2], iv[2], a[2], a4[2], lane[4][2];
+  __m128d m[2], iv[2], a[2], step[2], lane[kLanes][2];
   for (int h = 0; h < 2; ++h) {
     m[h] = _mm_set_pd(mod[2 * h + 1], mod[2 * h]);
     iv[h] = _mm_set_pd(inv[2 * h + 1], inv[2 * h]);
     a[h] = _mm_set_pd(st.a[2 * h + 1], st.a[2 * h]);
-    const __m128d a2 = mulmod(a[h], a[h], m[h], iv[h]);
-    a4[h] = mulmod(a2, a2, m[h], iv[h]);
+    step[h] = a[h];
+    for (int k = 1; k < kLanes; k *= 2) step[h] = mulmod(step[h], step[h], m[h], iv[h]);
     lane[0][h] = _mm_set_pd(st.x[2 * h + 1], st.x[2 * h]);
-    for (int k = 1; k < 4; ++k) lane[k][h] = mulmod(a[h], lane[k - 1][h], m[h], iv[h]);
+    for (int k = 1; k < kLanes; ++k) lane[k][h] = mulmod(a[h], lane[k - 1][h], m[h], iv[h]);
   }
   int32_t i = 0;
-  const int32_t body = n & ~3;
-  for (; i < body; i += 4)
-    for (int k = 0; k < 4; ++k) {
-      emit(i + k, lane[k][0], lane[k][1]);
-      lane[k][0] = mulmod(a4[0], lane[k][0], m[0], iv[0]);
-      lane[k][1] = mulmod(a4[1], lane[k][1], m[1], iv[1]);
+  const int32_t body = n & -kLanes;
+  for (; i < body; i += kLanes) {
+    emit(i, lane, kLanes);
+    for (int k = 0; k < kLanes; ++k) {
+      lane[k][0] = mulmod(step[0], lane[k][0], m[0], iv[0]);
+      lane[k][1] = mulmod(step[1], lane[k][1], m[1], iv[1]);
     }
+  }
   // lane[k] now holds output body + k; the tail uses the first n - body of
   // them and the state moves to the one after the last used.
   const int32_t tail = n - body;
-  for (int k = 0; k < tail; ++k) emit(i + k, lane[k][0], lane[k][1]);
+  if (tail > 0) emit(i, lane, tail);
   alignas(16) double x[4];
   _mm_store_pd(x, lane[tail][0]);
   _mm_store_pd(x + 2, lane[tail][1]);
@@ -80,14 +86,31 @@ void generate_real(VrsStream* stream, int32_t n, Real* r, double a, double b) {
   nex::streams::row_of(stream, &sub);
   const double* inv = VrsWhInverseModuli[sub];
   const __m128d i12 = _mm_loadu_pd(inv), i34 = _mm_loadu_pd(inv + 2);
-  const double width = b - a;
-  generate(stream, n, inv, [=](int32_t i, __m128d x12, __m128d x34) {
-    // x1/m1 + x2/m2 + x3/m3 + x4/m4, added from the left.
-    alignas(16) double t[4];
-    _mm_store_pd(t, _mm_mul_pd(x12, i12));
-    _mm_store_pd(t + 2, _mm_mul_pd(x34, i34));
-    const double s = ((t[0] + t[1]) + t[2]) + t[3];
-    r[i] = static_cast<Real>(frac(s) * width + a);
+  const nex::generators::PackedAffine affine(b - a, a);
+  generate(stream, n, inv, [=](int32_t i, const __m128d(*lane)[2], int count) {
+    // Two outputs per register: the four quotients x_j/m_j of outputs k and
+    // k + 1 are transposed into (t_j(k), t_j(k + 1)), added from the left in
+    // the order t1 + t2 + t3 + t4, and the integer part comes off by
+    // truncation, as in frac.
+    nex::generators::prefetch_output(r + i);
+    int k = 0;
+    for (; k + 2 <= count; k += 2) {
+      const __m128d p12 = _mm_mul_pd(lane[k][0], i12), q12 = _mm_mul_pd(lane[k + 1][0], i12);
+      const __m128d p34 = _mm_mul_pd(lane[k][1], i34), q34 = _mm_mul_pd(lane[k + 1][1], i34);
+      const __m128d s =
+          _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_unpacklo_pd(p12, q12), _mm_unpackhi_pd(p12, q12)),
+                                _mm_unpacklo_pd(p34, q34)),
+                     _mm_unpackhi_pd(p34, q34));
+      const __m128d u = _mm_sub_pd(s, _mm_cvtepi32_pd(_mm_cvttpd_epi32(s)));
+      nex::generators::store_pair(r + i + k, affine(u));
+    }
+    for (; k < count; ++k) {
+      alignas(16) double t[4];
+      _mm_store_pd(t, _mm_mul_pd(lane[k][0], i12));
+      _mm_store_pd(t + 2, _mm_mul_pd(lane[k][1], i34));
+      const double s = ((t[0] + t[1]) + t[2]) + t[3];
+      r[i + k] = static_cast<Real>(frac(s) * (b - a) + a);
+    }
   });
 }
 
@@ -137,9 +160,14 @@ NEX_EXPORT int32_t __vrsiBRngWH(VrsStream* stream, int32_t n, void* r) {
   const uint32_t* m = VrsWhModuli[sub];
   const double inv[4] = {1.0 / m[0], 1.0 / m[1], 1.0 / m[2], 1.0 / m[3]};
   auto* out = static_cast<uint32_t*>(r);
-  generate(stream, n, inv, [out](int32_t i, __m128d x12, __m128d x34) {
-    const __m128i w = _mm_unpacklo_epi64(_mm_cvttpd_epi32(x12), _mm_cvttpd_epi32(x34));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * static_cast<size_t>(i)), w);
+  generate(stream, n, inv, [out](int32_t i, const __m128d(*lane)[2], int count) {
+    nex::generators::prefetch_output(out + 4 * static_cast<size_t>(i));
+    nex::generators::prefetch_output(out + 4 * static_cast<size_t>(i) + 16);
+    for (int k = 0; k < count; ++k) {
+      const __m128i w =
+          _mm_unpacklo_epi64(_mm_cvttpd_epi32(lane[k][0]), _mm_cvttpd_epi32(lane[k][1]));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * (static_cast<size_t>(i) + k)), w);
+    }
   });
   return VRS_STATUS_OK;
 }

@@ -2,6 +2,7 @@
 // GSL's r250), split invariance, leapfrog and skip-ahead.
 #include <gmp.h>
 
+#include <cfenv>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -225,30 +226,33 @@ double word_value(const GenCase& g, const uint32_t* w) {
 TEST_P(RngOutputForms, RealFormsFollowTheWords) {
   const GenCase g = GetParam();
   const std::vector<uint32_t> seed = {2024, 7, 9, 11, 13, 17};
-  const int32_t n = 700;
   const double a = -3.5, b = 12.25;
-  const float fa = -2.0f, fb = 0.5f;
-  Stream si(g.brng, seed), sd(g.brng, seed), ss(g.brng, seed);
-  const auto w = nex_test::words(si.get(), n);
-  const auto d = nex_test::doubles(sd.get(), n, a, b);
-  const auto f = nex_test::floats(ss.get(), n, fa, fb);
-  const int wp = g.brng >= VRS_BRNG_WH && g.brng < VRS_BRNG_WH + 273 ? 4 : g.words_per_elem;
-  for (int32_t i = 0; i < n; ++i) {
-    const uint32_t* e = &w[static_cast<size_t>(i) * wp];
-    double ud, uf;
-    if (g.unit == 0) {
-      const double* inv = VrsWhInverseModuli[g.brng - VRS_BRNG_WH];
-      double sum = e[0] * inv[0] + e[1] * inv[1] + e[2] * inv[2] + e[3] * inv[3];
-      double u = sum - std::floor(sum);
-      ud = u * (b - a) + a;
-      uf = u * (double(fb) - double(fa)) + double(fa);
-    } else {
-      const double v = word_value(g, e);
-      ud = v * ((b - a) * g.unit) + a;
-      uf = v * ((double(fb) - double(fa)) * g.unit) + double(fa);
+  // Lengths below, at and across the block sizes of the real forms' paths,
+  // with partial blocks at the end.
+  for (const int32_t n : {3, 20, 37, 700, 3001}) {
+    const float fa = -2.0f, fb = 0.5f;
+    Stream si(g.brng, seed), sd(g.brng, seed), ss(g.brng, seed);
+    const auto w = nex_test::words(si.get(), n);
+    const auto d = nex_test::doubles(sd.get(), n, a, b);
+    const auto f = nex_test::floats(ss.get(), n, fa, fb);
+    const int wp = g.brng >= VRS_BRNG_WH && g.brng < VRS_BRNG_WH + 273 ? 4 : g.words_per_elem;
+    for (int32_t i = 0; i < n; ++i) {
+      const uint32_t* e = &w[static_cast<size_t>(i) * wp];
+      double ud, uf;
+      if (g.unit == 0) {
+        const double* inv = VrsWhInverseModuli[g.brng - VRS_BRNG_WH];
+        double sum = e[0] * inv[0] + e[1] * inv[1] + e[2] * inv[2] + e[3] * inv[3];
+        double u = sum - std::floor(sum);
+        ud = u * (b - a) + a;
+        uf = u * (double(fb) - double(fa)) + double(fa);
+      } else {
+        const double v = word_value(g, e);
+        ud = v * ((b - a) * g.unit) + a;
+        uf = v * ((double(fb) - double(fa)) * g.unit) + double(fa);
+      }
+      ASSERT_EQ(d[i], ud) << n << " " << i;
+      ASSERT_EQ(f[i], static_cast<float>(uf)) << n << " " << i;
     }
-    ASSERT_EQ(d[i], ud) << i;
-    ASSERT_EQ(f[i], static_cast<float>(uf)) << i;
   }
 }
 
@@ -258,6 +262,44 @@ INSTANTIATE_TEST_SUITE_P(RngGenerators, RngOutputForms,
                                            GenCase{VRS_BRNG_MRG32K3A, 2.328306549837829e-10, 1},
                                            GenCase{VRS_BRNG_R250, 1.0 / 4294967296.0, 1},
                                            GenCase{VRS_BRNG_WH + 5, 0, 4}));
+
+// The real forms round like the element-wise conversion in every rounding
+// direction: the word's value exactly (a 59-bit word as (hi - 2^84) +
+// (lo - 2^52), one rounding), then x scale + a, the scale formed in the
+// same direction.
+TEST(RngRealForms, EveryRoundingDirection) {
+  volatile double va = -0.75, vb = 2.5;  // kept from compile-time folding
+  auto bits = [](uint64_t u) {
+    double d;
+    std::memcpy(&d, &u, sizeof d);
+    return d;
+  };
+  for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
+    for (const int32_t brng : {VRS_BRNG_MCG59, VRS_BRNG_R250}) {
+      const bool wide = brng == VRS_BRNG_MCG59;
+      Stream si(brng, {31, 41}), sd(brng, {31, 41});
+      const int32_t n = 2001;
+      const auto w = nex_test::words(si.get(), n);
+      std::vector<double> d(n);
+      int mismatches = 0;
+      ASSERT_EQ(std::fesetround(mode), 0);
+      const double a = va, b = vb;
+      ASSERT_EQ(nex_test::row(sd.get()).generate_d(sd.get(), n, d.data(), a, b), VRS_STATUS_OK);
+      const double scale = (b - a) * (wide ? 0x1p-59 : 0x1p-32);
+      for (int32_t i = 0; i < n; ++i) {
+        double v;
+        if (wide)
+          v = (bits(0x4530000000000000ull | w[2 * i + 1]) - 0x1p84) +
+              (bits(0x4330000000000000ull | w[2 * i]) - 0x1p52);
+        else
+          v = bits(0x4330000000000000ull | w[i]) - 0x1p52;
+        mismatches += d[i] != v * scale + a;
+      }
+      std::fesetround(FE_TONEAREST);
+      EXPECT_EQ(mismatches, 0) << "generator " << brng << ", rounding " << mode;
+    }
+  }
+}
 
 // Any split of a request into calls gives the same numbers, in all forms.
 class RngSplitInvariance : public ::testing::TestWithParam<int32_t> {};
