@@ -385,10 +385,9 @@ NEX_API int nex_df_kernel_sDFInterpolate1D(DfTask* task, int64_t nsite, const fl
  * go to le_cb / re_cb when given, else extend the first / last polynomial.
  * Null llim or rlim gives -1034, null r -1037.
  *
- * Cost. A pair costs the search of its lower limit, O(log nx), the upper
- * limit found from the lower one's cell, O(log d), and one closed-form cell
- * integral for each of the d whole cells between them, summed two at a
- * time: O(log nx + d). A single pair can't be had in O(log nx) soundly: that
+ * Cost. A pair costs the search of its two limits, O(log nx), and one
+ * closed-form cell integral for each of the d whole cells between them,
+ * summed two at a time: O(log nx + d). A single pair can't be had in O(log nx) soundly: that
  * needs running sums of the cell integrals, and the task keeps only pointers
  * to the caller's coefficients, which the caller may rewrite between calls
  * without telling the task, so sums kept from an earlier call can't be

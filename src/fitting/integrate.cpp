@@ -119,14 +119,7 @@ int integrate(DfTask* t, int64_t nlim, const T* llim, int64_t llimhint, const T*
   for (int64_t j0 = 0; status == FIT_STATUS_OK && j0 < nlim; j0 += kBlock) {
     const int64_t n = nlim - j0 < kBlock ? nlim - j0 : kBlock;
     status = run_plan(lplan, n, llim + j0, lcell);
-    if (status == FIT_STATUS_OK) {
-      if (rplan.kind == SearchKind::kHybrid && rplan.cb == nullptr) {
-        // Same cells as the hybrid search, found from the other limit's.
-        for (int64_t j = 0; j < n; ++j) rcell[j] = cell_near(nx, rplan.x, lcell[j], rlim[j0 + j]);
-      } else {
-        status = run_plan(rplan, n, rlim + j0, rcell);
-      }
-    }
+    if (status == FIT_STATUS_OK) status = run_plan(rplan, n, rlim + j0, rcell);
     if (status != FIT_STATUS_OK) break;
     for (int64_t j = 0; j < n; ++j) {
       T a = llim[j0 + j], b = rlim[j0 + j];

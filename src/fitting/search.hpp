@@ -194,44 +194,6 @@ inline int32_t sorted_cell(int64_t nx, const T* x, T s, int64_t* current) {
   return static_cast<int32_t>(cur);
 }
 
-// The cell of the hybrid search (every kind's cell inside the partition),
-// found from a nearby cell `hint` by galloping outward and bisecting: O(log d)
-// for a site d breakpoints away. Integration places the upper limit of a
-// pair this way from the lower limit's cell.
-template <class T>
-inline int32_t cell_near(int64_t nx, const T* x, int64_t hint, T s) {
-  int32_t c;
-  if (edge_cell(nx, x[0], x[nx - 1], s, &c)) return c;
-  const int64_t h = hint < 1 ? 1 : (hint > nx - 1 ? nx - 1 : hint);
-  int64_t lo, hi;  // x[lo] <= s < x[hi] once bracketed
-  int64_t step = 1;
-  if (x[h - 1] <= s) {
-    lo = h - 1;
-    hi = h;
-    while (hi < nx - 1 && x[hi] <= s) {
-      lo = hi;
-      step *= 2;
-      hi = lo + step < nx - 1 ? lo + step : nx - 1;
-    }
-  } else {
-    hi = h - 1;
-    lo = hi - 1;
-    while (lo > 0 && x[lo] > s) {
-      hi = lo;
-      step *= 2;
-      lo = hi - step > 0 ? hi - step : 0;
-    }
-  }
-  while (hi - lo > 1) {
-    const int64_t mid = (lo + hi) / 2;
-    if (x[mid] > s)
-      hi = mid;
-    else
-      lo = mid;
-  }
-  return static_cast<int32_t>(hi);
-}
-
 // ---- Search plans: a kind chosen once, run on blocks of sites --------------
 
 enum class SearchKind { kUniform, kQuasiUniform, kSorted, kPeak, kHybrid, kUserDef, kUniUserDef };
