@@ -153,6 +153,12 @@ void BM_GslInterpolate(benchmark::State& state) {
 }
 
 // One limit pair spanning range(1) cells in the middle of the partition.
+// A single pair costs O(log nx + cells spanned), not O(log nx): the running
+// sums of cell integrals that would give O(log nx) can't be kept between
+// calls (the task only points at the caller's coefficients, which may change
+// unseen) and building them reads every cell, so they are built only within
+// a call whose pairs span more than two sweeps of the partition. The pair's
+// whole cells are summed in closed form, two at a time.
 void BM_NexIntegrate(benchmark::State& state) {
   Nex n(state.range(0), kNatural);
   n.build();

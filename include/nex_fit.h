@@ -383,7 +383,17 @@ NEX_API int nex_df_kernel_sDFInterpolate1D(DfTask* task, int64_t nsite, const fl
  * and the data hints steer the search of each limit array as in the search.
  * Results by rhint, with nd = 1. Parts of an interval outside the partition
  * go to le_cb / re_cb when given, else extend the first / last polynomial.
- * Null llim or rlim gives -1034, null r -1037. */
+ * Null llim or rlim gives -1034, null r -1037.
+ *
+ * Cost. A pair costs the search of its two limits, O(log nx), and one
+ * closed-form cell integral for each of the d whole cells between them,
+ * summed two at a time: O(log nx + d). A single pair can't be had in O(log nx) soundly: that
+ * needs running sums of the cell integrals, and the task keeps only pointers
+ * to the caller's coefficients, which the caller may rewrite between calls
+ * without telling the task, so sums kept from an earlier call can't be
+ * trusted and rebuilding them reads every cell. Within one call the sums
+ * are tabulated once the pairs' whole cells add up to more than two sweeps
+ * of the partition; every pair then costs O(log nx). */
 NEX_API int nex_df_kernel_dDFIntegrate1D(DfTask* task, int64_t nlim, const double* llim,
                                          int64_t llimhint, const double* rlim, int64_t rlimhint,
                                          const double* ldatahint, const double* rdatahint,

@@ -171,6 +171,41 @@ void hermite_cells(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_
   }
 }
 
+// One cell's Hermite form from its slope s and end derivatives ml, mr.
+template <class T, bool kCols, bool kUniform>
+inline void hermite_cell(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_t i, T s,
+                         T ml, T mr, T* c) {
+  T r;
+  if constexpr (kUniform) {
+    r = g.inv_step;
+  } else {
+    r = g.inv_h[i];
+  }
+  T* q = c + 4 * i;
+  q[0] = y[i];
+  q[1] = ml;
+  q[2] = (T(3) * s - T(2) * ml - mr) * r;
+  q[3] = (ml + mr - T(2) * s) * r * r;
+}
+
+// The slopes together with the table of 1 / h[i] (general partition) in one
+// pass: one division per cell.
+template <class T, bool kCols, bool kUniform>
+void slopes_and_inverse_lengths(const Values<T, kCols>& y, Grid<T, kUniform>& g, int64_t n, T* s,
+                                T* inv_h) {
+  if constexpr (kUniform) {
+    (void)inv_h;
+    slopes(y, g, n, s);
+  } else {
+    for (int64_t i = 0; i < n; ++i) {
+      const T r = T(1) / g.h(i);
+      inv_h[i] = r;
+      s[i] = (y[i + 1] - y[i]) * r;
+    }
+    g.inv_h = inv_h;
+  }
+}
+
 template <class T>
 bool periodic_mismatch(T first, T last) {
   return !(first == last);
@@ -401,12 +436,194 @@ int knots_quadratic_kernel(const DfTask* t, int) {
 // more right-hand side. With nx = 3 the two not-a-knot rows coincide; the
 // spline is then the parabola through the three points.
 
+// One function's C2 spline for the non-periodic classes in two passes, with
+// the tridiagonal system never stored as such. The interior rows are scaled
+// by 1 / (h[i-1] h[i]), which makes them symmetric in the inverse lengths
+// g[i] = 1 / h[i]:
+//   g[i-1] m[i-1] + 2 (g[i-1] + g[i]) m[i] + g[i] m[i+1]
+//       = 3 (g[i-1] s[i-1] + g[i] s[i]),
+// so a row costs one reciprocal for its new cell and one for its pivot.
+// The first pass eliminates in the twisted order (downward through rows
+// 0..k-1 and upward through rows n..k+1 in one loop, k = (n + 1) / 2): each
+// chain waits on a division per row, and two independent chains overlap.
+// It keeps, per row, the multiplier and the eliminated right side together
+// with the cell's 1/h and slope, four reals side by side. The second pass
+// solves for m at row k and substitutes outward along both chains, writing
+// each cell's coefficients as soon as both of its end derivatives are known.
+// Every row that opens a chain is an end row, so the not-a-knot rows (not
+// diagonally dominant) are eliminated first, where their pivots are h1 and
+// h[n-2] and the next pivots come out as 1/h0 + 1/h1 (mirrored): no
+// cancellation. The other classes are diagonally dominant throughout.
+// Returns false on a zero pivot (a degenerate partition).
+template <class T, bool kCols, bool kUniform>
+bool c2_fused(const Values<T, kCols>& y, const Grid<T, kUniform>& g, int64_t n, int cls,
+              const T* bc, T* w, T* c) {
+  auto cell = [&](int64_t i, T& inv, T& s) {
+    if constexpr (kUniform) {
+      inv = g.inv_step;
+    } else {
+      inv = T(1) / g.h(i);
+    }
+    s = (y[i + 1] - y[i]) * inv;
+  };
+  const int64_t k = (n + 1) / 2;
+  bool zero_pivot = false;
+  // Row 0 and row n by class: (diagonal, off-diagonal, right side).
+  T g0, s0, g1 = 0, s1 = 0;
+  cell(0, g0, s0);
+  T b0, c0, r0;
+  const bool left_first = cls == kFirstFirst || cls == kFirstSecond;
+  const bool right_first = cls == kFirstFirst || cls == kSecondFirst;
+  if (cls == kNotAKnot) {
+    cell(1, g1, s1);
+    const T h0 = g.h(0), h1 = g.h(1);
+    b0 = h1;
+    c0 = h0 + h1;
+    r0 = ((T(3) * h0 + T(2) * h1) * h1 * s0 + h0 * h0 * s1) / (h0 + h1);
+  } else if (left_first) {
+    b0 = 1;
+    c0 = 0;
+    r0 = bc[0];
+  } else {
+    b0 = 2;
+    c0 = 1;
+    r0 = T(3) * s0 - (cls == kFreeEnd ? T(0) : T(0.5) * g.h(0) * bc[0]);
+  }
+  T gn, sn, gp = 0, sp = 0;
+  cell(n - 1, gn, sn);
+  T bn, an, rn;
+  if (cls == kNotAKnot) {
+    cell(n - 2, gp, sp);
+    const T hl = g.h(n - 1), hp = g.h(n - 2);
+    bn = hp;
+    an = hp + hl;
+    rn = (hl * hl * sp + (T(2) * hp + T(3) * hl) * hp * sn) / (hp + hl);
+  } else if (right_first) {
+    bn = 1;
+    an = 0;
+    rn = bc[1];
+  } else {
+    bn = 2;
+    an = 1;
+    rn = T(3) * sn + (cls == kFreeEnd ? T(0) : T(0.5) * g.h(n - 1) * bc[1]);
+  }
+  zero_pivot = b0 == T(0) || bn == T(0);
+  // Downward chain: e = multiplier, f = eliminated right side; (gl, sl) is
+  // the cell left of the next row.
+  T e, f, gl = g0, sl = s0;
+  {
+    const T p = T(1) / b0;
+    e = c0 * p;
+    f = r0 * p;
+    w[0] = e;
+    w[1] = f;
+    w[2] = g0;
+    w[3] = s0;
+  }
+  // Upward chain: E, F likewise; (gr, sr) is the cell right of the next row.
+  T E, F, gr = gn, sr = sn;
+  {
+    const T p = T(1) / bn;
+    E = an * p;
+    F = rn * p;
+    w[4 * n] = E;
+    w[4 * n + 1] = F;
+  }
+  auto down = [&](int64_t i) {  // row i, 1 <= i < k
+    T gi, si;
+    cell(i, gi, si);
+    const T r = T(3) * (gl * sl + gi * si);
+    const T u = T(2) * (gl + gi) - gl * e;
+    zero_pivot |= u == T(0);
+    const T p = T(1) / u;
+    f = (r - gl * f) * p;
+    e = gi * p;
+    T* o = w + 4 * i;
+    o[0] = e;
+    o[1] = f;
+    o[2] = gi;
+    o[3] = si;
+    gl = gi;
+    sl = si;
+  };
+  auto up = [&](int64_t i) {  // row i, k < i < n
+    T gi, si;                 // cell i - 1
+    cell(i - 1, gi, si);
+    const T r = T(3) * (gi * si + gr * sr);
+    const T v = T(2) * (gi + gr) - gr * E;
+    zero_pivot |= v == T(0);
+    const T p = T(1) / v;
+    F = (r - gr * F) * p;
+    E = gi * p;
+    T* o = w + 4 * i;
+    o[0] = E;
+    o[1] = F;
+    o[2] = gr;
+    o[3] = sr;
+    gr = gi;
+    sr = si;
+  };
+  const int64_t ndown = k - 1, nup = n - 1 - k, both = ndown < nup ? ndown : nup;
+  for (int64_t j = 0; j < both; ++j) {
+    down(1 + j);
+    up(n - 1 - j);
+  }
+  for (int64_t j = both; j < ndown; ++j) down(1 + j);
+  for (int64_t j = both; j < nup; ++j) up(n - 1 - j);
+  // Row k meets both chains: (gl, sl) is cell k-1 and (gr, sr) cell k.
+  const T rk = T(3) * (gl * sl + gr * sr);
+  const T piv = T(2) * (gl + gr) - gl * e - gr * E;
+  zero_pivot |= piv == T(0);
+  const T mk = (rk - gl * f - gr * F) / piv;
+  w[4 * k + 2] = gr;
+  w[4 * k + 3] = sr;
+  // Back substitution, both directions in one loop, writing cells.
+  auto write = [&](int64_t i, T ml, T mr) {
+    const T* o = w + 4 * i;
+    const T inv = o[2], s = o[3];
+    T* q = c + 4 * i;
+    q[0] = y[i];
+    q[1] = ml;
+    q[2] = (T(3) * s - T(2) * ml - mr) * inv;
+    q[3] = (ml + mr - T(2) * s) * inv * inv;
+  };
+  T mt = mk, mb = mk;
+  int64_t it = k - 1, ib = k + 1;
+  for (; it >= 0 && ib <= n; --it, ++ib) {
+    const T m_top = w[4 * it + 1] - w[4 * it] * mt;
+    const T m_bot = w[4 * ib + 1] - w[4 * ib] * mb;
+    write(it, m_top, mt);
+    write(ib - 1, mb, m_bot);
+    mt = m_top;
+    mb = m_bot;
+  }
+  for (; it >= 0; --it) {
+    const T m_top = w[4 * it + 1] - w[4 * it] * mt;
+    write(it, m_top, mt);
+    mt = m_top;
+  }
+  for (; ib <= n; ++ib) {
+    const T m_bot = w[4 * ib + 1] - w[4 * ib] * mb;
+    write(ib - 1, mb, m_bot);
+    mb = m_bot;
+  }
+  return !zero_pivot;
+}
+
 template <class T, bool kCols, bool kUniform>
 int c2_kernel(const DfTask* t, int cls) {
   Grid<T, kUniform> g = make_grid<T, kUniform>(t);
   const int64_t nx = t->nx, n = nx - 1, ny = t->ny;
   const T* bc = static_cast<const T*>(t->bc);
   const bool periodic = cls == kPeriodic;
+  if (!periodic && n >= (cls == kNotAKnot ? 3 : 2)) {
+    Scratch<T> w(static_cast<size_t>(4 * (n + 1)));
+    if (w.p == nullptr) return FIT_STATUS_MEM_FAILURE;
+    for (int64_t f = 0; f < ny; ++f)
+      if (!c2_fused(values<T, kCols>(t, f), g, n, cls, bc, w.p, coefficients<T>(t, f)))
+        return FIT_STATUS_SOLVER_FAILURE;
+    return FIT_STATUS_OK;
+  }
   const int64_t rows = periodic ? n : nx;
   const int64_t cols = ny + (periodic ? 1 : 0);
   // Each column holds one more entry than the rows, for m[n] = m[0] of a
@@ -601,12 +818,16 @@ int local_kernel(const DfTask* t, int cls) {
   Scratch<T> work(static_cast<size_t>(3 * nx));
   if (work.p == nullptr) return FIT_STATUS_MEM_FAILURE;
   T *s = work.p, *m = s + nx;
-  tabulate_inverse_lengths(g, n, m + nx);
   const bool periodic = cls == kPeriodic;
   int status = FIT_STATUS_OK;
   for (int64_t f = 0; f < t->ny; ++f) {
     const Values<T, kCols> y = values<T, kCols>(t, f);
-    slopes(y, g, n, s);
+    T* c = coefficients<T>(t, f);
+    if (f == 0) {
+      slopes_and_inverse_lengths(y, g, n, s, m + nx);
+    } else {
+      slopes(y, g, n, s);
+    }
     if (periodic && periodic_mismatch(y[0], y[n])) status = FIT_STATUS_BAD_PERIODIC_VALUES;
     // Slope of cell i with i outside 0..n-1: wrapped for periodic data,
     // otherwise Akima's linear extrapolation s[-1] = 2 s0 - s1, ...
@@ -631,22 +852,29 @@ int local_kernel(const DfTask* t, int cls) {
         return v;
       }
     };
-    // Breakpoints whose rule reads only slopes inside the partition take the
-    // direct path; the one or two next to each end go through the wrapping.
+    // Breakpoints 2..n-2 read only slopes inside the partition and take the
+    // direct path; each cell whose two ends are then known is written at
+    // once, while its slope and 1/h are still in the first level cache. The
+    // breakpoints next to each end go through the wrapping, and the cells
+    // that touch them are written last.
     const int64_t lo = 2, hi = n - 2;
-    for (int64_t i = 1; i < lo && i <= n - 1; ++i) m[i] = rule(i);
+    T prev = 0;
     for (int64_t i = lo; i <= hi; ++i) {
+      T v;
       if constexpr (kKind == Kind::kAkima) {
-        m[i] = akima_derivative(s[i - 2], s[i - 1], s[i], s[i + 1]);
+        v = akima_derivative(s[i - 2], s[i - 1], s[i], s[i + 1]);
       } else if constexpr (kKind == Kind::kHermite) {
-        m[i] = ic[i - 1];
+        v = ic[i - 1];
       } else {
-        T v = bessel_derivative(g.h(i - 1), g.h(i), s[i - 1], s[i]);
+        v = bessel_derivative(g.h(i - 1), g.h(i), s[i - 1], s[i]);
         if constexpr (kKind == Kind::kHyman) v = hyman_filter(v, s[i - 1], s[i]);
-        m[i] = v;
       }
+      m[i] = v;
+      if (i > lo) hermite_cell(y, g, i - 1, s[i - 1], prev, v, c);
+      prev = v;
     }
-    for (int64_t i = hi + 1 > lo ? hi + 1 : lo; i <= n - 1; ++i) m[i] = rule(i);
+    m[1] = rule(1);
+    if (n - 1 > 1) m[n - 1] = rule(n - 1);
     const T h0 = g.h(0), hl = g.h(n - 1);
     if (periodic) {
       m[0] = m[n] = kKind == Kind::kHermite ? bc[0] : rule(0);
@@ -682,7 +910,9 @@ int local_kernel(const DfTask* t, int cls) {
         m[n] = hyman_end_filter(m[n], s[n - 1]);
       }
     }
-    hermite_cells(y, g, n, m, coefficients<T>(t, f));
+    // Cells 0, 1, n-2 and n-1 (some the same when n is small).
+    const int64_t ends[4] = {0, 1 < n ? 1 : 0, n - 2 > 0 ? n - 2 : 0, n - 1};
+    for (const int64_t i : ends) hermite_cell(y, g, i, s[i], m[i], m[i + 1], c);
   }
   return status;
 }

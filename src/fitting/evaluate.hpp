@@ -72,11 +72,14 @@ inline T horner(const T* c, T u) {
   return v;
 }
 
-// Integral of the piece from 0 to u: sum c_k u^(k+1) / (k + 1).
+// Integral of the piece from 0 to u: sum c_k u^(k+1) / (k + 1), the
+// divisions by k + 1 done as multiplies by the rounded reciprocals (exact
+// for 1, 2 and 4; 1/3 adds at most half an ulp to one term).
 template <int P, class T>
 inline T antiderivative(const T* c, T u) {
-  T v = c[P - 1] / static_cast<T>(P);
-  for (int i = P - 2; i >= 0; --i) v = v * u + c[i] / static_cast<T>(i + 1);
+  constexpr T kInv[4] = {T(1), T(0.5), T(1) / T(3), T(0.25)};
+  T v = c[P - 1] * kInv[P - 1];
+  for (int i = P - 2; i >= 0; --i) v = v * u + c[i] * kInv[i];
   return v * u;
 }
 

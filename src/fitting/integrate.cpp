@@ -90,7 +90,7 @@ int integrate(DfTask* t, int64_t nlim, const T* llim, int64_t llimhint, const T*
   pc.seq = {pc.part, static_cast<const T*>(t->ic)};
   const Layout layout{rhint == FIT_RESULT_SITES_FUNCS_DERS, ny, nlim, 1};
 
-  SearchPlan<T> lplan{}, rplan{};
+  SearchPlan<T> lplan, rplan;  // filled by make_plan
   int status = make_plan(t, llimhint, ldatahint, search_cb, search_params, &lplan);
   if (status == FIT_STATUS_OK)
     status = make_plan(t, rlimhint, rdatahint, search_cb, search_params, &rplan);

@@ -90,6 +90,73 @@ void evaluate(const Request<T>& q, int64_t f, int64_t j0, int64_t n, const T* si
   }
 }
 
+// Sorted sites, one function, values only: the search and the evaluation in
+// one loop. Dense sorted sites mostly fall in the cell of the previous one,
+// so the loop keeps that cell's range and its coefficients in registers and
+// tests each site against the range (two compares, well predicted); a site
+// past it walks up a few breakpoints (sites about one per cell) and only a
+// longer move falls back to the galloping search. Cells and values are those
+// of the sorted search and the general evaluation, site by site.
+template <int P, class T>
+void sorted_values(SearchPlan<T>& p, const T* coef, int64_t n, const T* site, int32_t* cell,
+                   T* out) {
+  const int64_t nx = p.nx;
+  const T* x = p.x;
+  const T last = x[nx - 1];
+  constexpr T kInf = static_cast<T>(__builtin_huge_val());
+  T lo_x = kInf, hi_x = kInf, left = 0, cc[P];
+  // Range and piece of the search position `cur`; empty range outside.
+  auto load = [&](int64_t cur) {
+    if (cur >= 1 && cur <= nx - 1) {
+      lo_x = x[cur - 1];
+      hi_x = x[cur];
+    } else if (cur == 0) {
+      lo_x = -kInf;
+      hi_x = x[0];
+    } else {
+      lo_x = hi_x = kInf;
+    }
+    const int64_t q = piece_of(cur, nx);
+    left = x[q];
+    for (int i = 0; i < P; ++i) cc[i] = coef[P * q + i];
+  };
+  int64_t cur = p.current;
+  load(cur);
+  for (int64_t j = 0; j < n; ++j) {
+    const T s = site[j];
+    if (!(lo_x <= s && s < hi_x)) {
+      int64_t c = -1;
+      if (s >= hi_x && s < last) {
+        // x[cur] <= s < last: the cell is the first breakpoint above s.
+        int64_t k = cur + 1, steps = 0;
+        while (!(s < x[k]) && steps < 8) {
+          ++k;
+          ++steps;
+        }
+        if (s < x[k]) {
+          cur = k;
+          c = k;
+        } else {
+          cur = k;
+        }
+      }
+      if (c < 0) {
+        c = sorted_cell(nx, x, s, &cur);
+        if (c != cur) {  // at the right end, or out of order: this site only
+          cell[j] = c;
+          out[j] = horner<P>(coef + P * piece_of(c, nx), s - x[piece_of(c, nx)]);
+          load(cur);
+          continue;
+        }
+      }
+      load(cur);
+    }
+    cell[j] = static_cast<int32_t>(cur);
+    out[j] = horner<P>(cc, s - left);
+  }
+  p.current = cur;
+}
+
 // Checks the cells a caller gave: each 0 to nx (-1028), and the site on its
 // cell, ends included (-1022). The breakpoints of a uniform partition are
 // recomputed as x[0] + i step, so a site meant to be on one is accepted
@@ -201,13 +268,32 @@ int interpolate(DfTask* t, int64_t nsite, const T* site, int64_t sitehint, const
   if (status == FIT_STATUS_OK && !given)
     status = make_plan(t, sitehint, datahint, search_cb, search_params, &plan);
 
+  // One function's values at sorted sites: search and evaluation fused.
+  const bool fused_sorted = status == FIT_STATUS_OK && !given && evaluating &&
+                            plan.kind == SearchKind::kSorted && plan.cb == nullptr && t->ny == 1 &&
+                            q.values_only && q.code != SplineCode::kKnotsQuadratic;
   int32_t cells[kBlock];
   int32_t piece[kBlock];
   for (int64_t j0 = 0; status == FIT_STATUS_OK && j0 < nsite; j0 += kBlock) {
     const int64_t n = nsite - j0 < kBlock ? nsite - j0 : kBlock;
     const T* s = site + j0;
     const int32_t* c = cells;
-    if (given) {
+    if (fused_sorted) {
+      const T* coef = coefficients<T>(t, 0);
+      T* out = r + j0;
+      switch (q.order) {
+        case 2:
+          sorted_values<2>(plan, coef, n, s, cells, out);
+          break;
+        case 3:
+          sorted_values<3>(plan, coef, n, s, cells, out);
+          break;
+        default:
+          sorted_values<4>(plan, coef, n, s, cells, out);
+          break;
+      }
+      if (cell != nullptr) std::memcpy(cell + j0, cells, static_cast<size_t>(n) * sizeof(int32_t));
+    } else if (given) {
       c = cell + j0;
       status = check_given(q.part, n, s, c);
     } else {
@@ -217,7 +303,9 @@ int interpolate(DfTask* t, int64_t nsite, const T* site, int64_t sitehint, const
     }
     if (status != FIT_STATUS_OK || !evaluating || nd == 0) continue;
     const int64_t nx = t->nx;
-    if (q.code == SplineCode::kKnotsQuadratic) {
+    if (fused_sorted) {
+      // evaluated above
+    } else if (q.code == SplineCode::kKnotsQuadratic) {
       for (int64_t j = 0; j < n; ++j) piece[j] = static_cast<int32_t>(knot_piece(q.knots, s[j]));
     } else {
       int64_t j = 0;
@@ -225,7 +313,8 @@ int interpolate(DfTask* t, int64_t nsite, const T* site, int64_t sitehint, const
         for (int k = 0; k < 4; ++k) piece[j + k] = static_cast<int32_t>(piece_of(c[j + k], nx));
       for (; j < n; ++j) piece[j] = static_cast<int32_t>(piece_of(c[j], nx));
     }
-    for (int64_t f = 0; f < t->ny; ++f) evaluate(q, f, j0, n, s, piece);
+    if (!fused_sorted)
+      for (int64_t f = 0; f < t->ny; ++f) evaluate(q, f, j0, n, s, piece);
     if (le_cb != nullptr)
       status = extrapolate(q, le_cb, le_params, 0, j0, n, s, c, cb_sites, cb_results, cb_index);
     if (status == FIT_STATUS_OK && re_cb != nullptr)

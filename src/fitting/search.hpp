@@ -221,7 +221,14 @@ struct SearchPlan {
 template <class T>
 int make_plan(const DfTask* t, int64_t sitehint, const double* datahint, SearchCallBack<T> cb,
               void* params, SearchPlan<T>* plan) {
-  SearchPlan<T> p{};
+  // Fields set one by one: a zeroing initialiser of the whole record
+  // compiles to a string store whose start-up cost shows on short calls.
+  SearchPlan<T> p;
+  p.step = 0;
+  p.table = nullptr;
+  p.buckets = 0;
+  p.scale = 0;
+  p.current = 0;
   p.nx = t->nx;
   p.x = static_cast<const T*>(t->x);
   p.a = p.x[0];

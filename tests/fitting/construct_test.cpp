@@ -190,7 +190,7 @@ TYPED_TEST(FitConstruct, PolynomialReproduction) {
     for (const auto& k : cubic_kinds<T>()) {
       if (k.id != c.kind) continue;
       for (int cls : c.classes)
-        for (int64_t nx : {int64_t(5), int64_t(3), int64_t(31)}) {
+        for (int64_t nx : {int64_t(5), int64_t(3), int64_t(4), int64_t(6), int64_t(31)}) {
           if (nx < k.least_nx) continue;
           // nx 3 with not-a-knot: the C2 kinds give the parabola through the
           // three points; Hermite, with m1 given, the one cubic.
