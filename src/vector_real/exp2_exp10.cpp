@@ -297,10 +297,7 @@ struct ExpBaseOp {
 
 template <class Op, KernelName Name, class T = typename Op::T>
 inline void RunExp(int n, const T* a, T* r) {
-  Frame<X87Target::kMasked, MxcsrWay::kByMode> frame;
-  const T* in[1] = {a};
-  T* out[1] = {r};
-  PlanD<Op, ReportAs<Name, 1, 1>>(n, in, out);
+  RunOne<Op, X87Target::kMasked, MxcsrWay::kByMode, UsePlanD, ReportAs<Name, 1, 1>>(n, a, r);
 }
 
 }  // namespace

@@ -34,30 +34,33 @@ struct UsePlanD {
 };
 
 // One input, one output.
-template <class Op, X87Target X, MxcsrWay M, class Plan, class T = typename Op::T>
+template <class Op, X87Target X, MxcsrWay M, class Plan, class Report = NoReport,
+          class T = typename Op::T>
 inline void RunOne(int n, const T* a, T* r) {
   Frame<X, M> frame;
   const T* in[1] = {a};
   T* out[1] = {r};
-  Plan::template run<Op>(n, in, out);
+  Plan::template run<Op, Report>(n, in, out);
 }
 
 // Two inputs, one output.
-template <class Op, X87Target X, MxcsrWay M, class Plan, class T = typename Op::T>
+template <class Op, X87Target X, MxcsrWay M, class Plan, class Report = NoReport,
+          class T = typename Op::T>
 inline void RunTwo(int n, const T* a, const T* b, T* r) {
   Frame<X, M> frame;
   const T* in[2] = {a, b};
   T* out[1] = {r};
-  Plan::template run<Op>(n, in, out);
+  Plan::template run<Op, Report>(n, in, out);
 }
 
 // One input, two outputs.
-template <class Op, X87Target X, MxcsrWay M, class Plan, class T = typename Op::T>
+template <class Op, X87Target X, MxcsrWay M, class Plan, class Report = NoReport,
+          class T = typename Op::T>
 inline void RunTwoOut(int n, const T* a, T* r1, T* r2) {
   Frame<X, M> frame;
   const T* in[1] = {a};
   T* out[2] = {r1, r2};
-  Plan::template run<Op>(n, in, out);
+  Plan::template run<Op, Report>(n, in, out);
 }
 
 }  // namespace nex::vtm

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "vector_real/frame.hpp"
+#include "vector_real/kernel_defs.hpp"
 #include "vector_real/plans.hpp"
 #include "vector_real/simd.hpp"
 
@@ -107,10 +108,7 @@ inline T InvalidNaN() {
 // A reporting kernel of two arguments and one result on plan D.
 template <class Op, X87Target X, MxcsrWay M, class Report, class T = typename Op::T>
 inline void RunTwoReporting(int n, const T* a, const T* b, T* r) {
-  Frame<X, M> frame;
-  const T* in[2] = {a, b};
-  T* out[1] = {r};
-  PlanD<Op, Report>(n, in, out);
+  RunTwo<Op, X, M, UsePlanD, Report>(n, a, b, r);
 }
 
 }  // namespace nex::vtm

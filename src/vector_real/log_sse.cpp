@@ -36,7 +36,7 @@
 #include <limits>
 
 #include "vector_frame/report.hpp"
-#include "vector_real/frame.hpp"
+#include "vector_real/kernel_defs.hpp"
 #include "vector_real/lane_bits.hpp"
 #include "vector_real/log_data.hpp"
 #include "vector_real/plans.hpp"
@@ -248,10 +248,7 @@ struct LogbOp {
 
 template <class Op, KernelName Name, class T = typename Op::T>
 inline void Run(int n, const T* a, T* r) {
-  Frame<X87Target::kMasked, MxcsrWay::kByMode> frame;
-  const T* in[1] = {a};
-  T* out[1] = {r};
-  PlanD<Op, ReportAs<Name, 1, 1>>(n, in, out);
+  RunOne<Op, X87Target::kMasked, MxcsrWay::kByMode, UsePlanD, ReportAs<Name, 1, 1>>(n, a, r);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@
 #include "vector_real/frame.hpp"
 #include "vector_real/log_data.hpp"
 #include "vector_real/simd.hpp"
-#include "vector_real/x87_log.hpp"
+#include "vector_real/x87.hpp"
 
 namespace nex::vtm {
 namespace {

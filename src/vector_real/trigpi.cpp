@@ -620,10 +620,7 @@ struct TrigOp : std::conditional_t<sizeof(T) == 4, SingleOp<F, U, L>, DoubleOp<F
 
 template <class Op, class Report, class T = typename Op::T>
 inline void RunTrig(int n, const T* a, T* r) {
-  Frame<X87Target::kMasked, MxcsrWay::kByMode> frame;
-  const T* in[1] = {a};
-  T* out[1] = {r};
-  PlanD<Op, Report>(n, in, out);
+  RunOne<Op, X87Target::kMasked, MxcsrWay::kByMode, UsePlanD, Report>(n, a, r);
 }
 
 }  // namespace
