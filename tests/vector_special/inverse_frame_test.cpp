@@ -22,6 +22,12 @@ using Kernel = void (*)(int, const T*, T*);
 template <class T>
 struct Kernels;
 template <>
+struct Kernels<float> {
+  static Kernel<float> of(Fn f) {
+    return f == Fn::kErf ? _vtmsErfInv : f == Fn::kErfc ? _vtmsErfcInv : _vtmsCdfNormInv;
+  }
+};
+template <>
 struct Kernels<double> {
   static Kernel<double> of(Fn f) {
     return f == Fn::kErf ? _vtmdErfInv : f == Fn::kErfc ? _vtmdErfcInv : _vtmdCdfNormInv;
@@ -39,7 +45,7 @@ inline void LoadX87(uint16_t cw) {
 
 template <class T>
 class InverseKernel : public ::testing::Test {};
-using Types = ::testing::Types<double>;
+using Types = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(InverseKernel, Types);
 
 constexpr Fn kAll[] = {Fn::kErf, Fn::kErfc, Fn::kCdfNorm};

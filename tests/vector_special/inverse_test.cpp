@@ -52,4 +52,18 @@ INSTANTIATE_TEST_SUITE_P(
                                    Fn::kCdfNorm}),
     [](const auto& info) { return std::string(info.param.name); });
 
+class InverseSingle : public ::testing::TestWithParam<Case<float>> {};
+
+TEST_P(InverseSingle, HoldsOneUlpOverTheDomainAndNearItsEnds) {
+  Holds(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Functions, InverseSingle,
+    ::testing::Values(Case<float>{"vsErfInv", _vtmsErfInv, st::ErfInvExact, Fn::kErf},
+                      Case<float>{"vsErfcInv", _vtmsErfcInv, st::ErfcInvExact, Fn::kErfc},
+                      Case<float>{"vsCdfNormInv", _vtmsCdfNormInv, st::CdfNormInvExact,
+                                  Fn::kCdfNorm}),
+    [](const auto& info) { return std::string(info.param.name); });
+
 }  // namespace
