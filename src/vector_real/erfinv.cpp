@@ -25,7 +25,9 @@
 // Single kernels have a packed path in double arithmetic for the central
 // piece (argument within [-0.6875, 0.6875] for ErfInv, [0.3125, 1.6875] for
 // ErfcInv, [0.15625, 0.84375] for CdfNormInv); other lanes take the
-// extended scalar routine.
+// extended scalar routine. Under a caller's directed rounding (the kernels
+// that keep the caller's rounding) the packed path rounds in that
+// direction; the extended routine always rounds to nearest.
 //
 // Ends of the domain and beyond, and their statuses:
 //   ErfInv:     x = -1 or +1 gives -inf or +inf, status 2 (singularity);
@@ -42,7 +44,7 @@
 // Worst errors measured against MPFR on the CI samples (x86-64 and 32-bit
 // alike): dErfInv 0.5012 ulp at x = -0.99989909598698568, dErfcInv 0.5008
 // ulp at q = 0.093619365681300179, dCdfNormInv 0.5014 ulp at
-// p = 0.99999999999994471 (all in the first tail piece); the single forms
+// p = 0.99999999999994471 (all in the tail pieces); the single forms
 // were correctly rounded on their samples (at most 0.49998 ulp).
 #include "vector_frame/report.hpp"
 #include "vector_real/erfinv_data.hpp"
