@@ -43,6 +43,23 @@ def central_target(z):
     return mp.erfinv(x) / x
 
 
+def packed_target(z):
+    """(erfinv(x) / x - sqrt(pi)/2) / z, z = x^2: the correction to the
+    leading term that the packed double path adds."""
+    c0 = mp.sqrt(mp.pi) / 2
+    if z == 0:
+        return c0 * mp.pi / 12
+    return (central_target(z) - c0) / z
+
+
+def split26(v):
+    """v as hi + lo with hi on 26 significant bits (so that hi times a
+    Dekker half of a double is exact) and lo the rest rounded to double."""
+    m, e = mp.frexp(v)
+    hi = mp.ldexp(mp.nint(mp.ldexp(m, 26)), e - 26)
+    return hi, v - hi
+
+
 def tail_target(w):
     return erfcinv_of_w(w) / w
 
@@ -140,6 +157,23 @@ def main():
         pc, qc, worst = fit(f, lo, hi, np_, nq)
         sys.stderr.write(f"{name}: {mp.nstr(worst, 4)}\n")
         emit(name, pc, qc, worst, name == "Central")
+        print()
+    if not only or "Packed" in only:
+        pc, qc, worst = fit(packed_target, 0, mp.mpf("0.25"), 5, 5)
+        sys.stderr.write(f"Packed: {mp.nstr(worst, 4)}\n")
+        print(f"// Packed double path: erfinv(x) = x (c + z P(z) / Q(z)), z = x^2, |x| <= 0.5.")
+        print(f"// max relative error of the correction fit: {mp.nstr(worst, 3)}")
+        for tag, cs in (("P", pc), ("Q", qc)):
+            print(f"extern const double kPacked{tag}[{len(cs)}] = {{")
+            for c in cs:
+                print(f"    {mp.nstr(c, 17, min_fixed=1, max_fixed=0)},")
+            print("};")
+        c0 = mp.sqrt(mp.pi) / 2
+        for name, v in (("kLead", c0), ("kNormLead", c0 * mp.sqrt(2))):
+            hi, lo = split26(v)
+            print(f"// {mp.nstr(v, 25)} as a 26-bit head and a tail")
+            print(f"extern const double {name}[2] = {{{mp.nstr(hi, 17, min_fixed=1, max_fixed=0)}, "
+                  f"{mp.nstr(lo, 17, min_fixed=1, max_fixed=0)}}};")
         print()
     print("}  // namespace nex::vtm::erfinv")
 

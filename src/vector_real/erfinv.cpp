@@ -20,8 +20,12 @@
 // logarithm and of a dozen extended operations: about 1e-19 relative, far
 // below half an ulp of a double.
 //
-// Double kernels run the extended core on every element (x87, with the
-// precision control forced to 64 bits for the call and restored after).
+// Double kernels have a packed path for the middle of the domain (the
+// erfinv argument within [-0.5, 0.5]: ErfInv's x, ErfcInv's q in
+// [0.5, 1.5], CdfNormInv's p in [0.25, 0.75]) that adds a fitted
+// correction to an exact double-double leading term (see DoubleOp); all
+// other elements take the extended core (x87, with the precision control
+// forced to 64 bits for the call and restored after).
 // Single kernels have a packed path in double arithmetic for the central
 // piece (argument within [-0.6875, 0.6875] for ErfInv, [0.3125, 1.6875] for
 // ErfcInv, [0.15625, 0.84375] for CdfNormInv); other lanes take the
@@ -42,10 +46,11 @@
 // (ErfInv of a subnormal) are not reported.
 //
 // Worst errors measured against MPFR on the CI samples (x86-64 and 32-bit
-// alike): dErfInv 0.5012 ulp at x = -0.99989909598698568, dErfcInv 0.5008
-// ulp at q = 0.093619365681300179, dCdfNormInv 0.5014 ulp at
-// p = 0.99999999999994471 (all in the tail pieces); the single forms
-// were correctly rounded on their samples (at most 0.49998 ulp).
+// alike), all on the packed double path near its upper end: dErfInv 0.649
+// ulp at x = -0.49350754774383809, dErfcInv 0.649 ulp at
+// q = 0.50649245225616191, dCdfNormInv 0.638 ulp at p = 0.27145374419533175.
+// The extended routine stays below 0.502 ulp; the single forms were
+// correctly rounded on their samples (at most 0.49998 ulp).
 #include "vector_frame/report.hpp"
 #include "vector_real/erfinv_data.hpp"
 #include "vector_real/kernel_defs.hpp"
@@ -66,16 +71,19 @@ struct Domain;
 template <>
 struct Domain<Inverse::kErf> {
   static constexpr double kLo = -1, kHi = 1, kCentralLo = -0.6875, kCentralHi = 0.6875;
+  static constexpr double kPackedLo = -0.5, kPackedHi = 0.5;
   static constexpr double kAtLo = -1, kAtHi = 1;  // signs of the infinities
 };
 template <>
 struct Domain<Inverse::kErfc> {
   static constexpr double kLo = 0, kHi = 2, kCentralLo = 0.3125, kCentralHi = 1.6875;
+  static constexpr double kPackedLo = 0.5, kPackedHi = 1.5;
   static constexpr double kAtLo = 1, kAtHi = -1;
 };
 template <>
 struct Domain<Inverse::kCdfNorm> {
   static constexpr double kLo = 0, kHi = 1, kCentralLo = 0.15625, kCentralHi = 0.84375;
+  static constexpr double kPackedLo = 0.25, kPackedHi = 0.75;
   static constexpr double kAtLo = -1, kAtHi = 1;
 };
 
@@ -198,29 +206,65 @@ struct SingleOp : OpBase<float, 1, 1> {
   static int scalar(const float* in, float* out) { return Scalar<float, K>(in, out); }
 };
 
-template <Inverse K, X87Target X, MxcsrWay M, class Report>
-void SingleKernel(int n, const float* a, float* r) {
-  Frame<X, M> frame;
-  ExtendedPrecision extended;
-  const float* in[1] = {a};
-  float* out[1] = {r};
-  PlanD<SingleOp<K>, Report>(n, in, out);
-}
+// The double precision operation: for arguments whose erfinv argument x
+// lies in [-0.5, 0.5], x (c + z R(z)) in double arithmetic, with the
+// leading product x c carried exactly as two doubles (c has a 26-bit head,
+// x is split in halves of 26 bits) and the correction, at most 7 % of the
+// result, added to its low part before the final sum. The result then has
+// one rounding of about half an ulp plus a few ulp of the correction,
+// scaled down by its size. Everything else, ErfInv's arguments below
+// 2^-960 included (the split would lose bits in the subnormal range),
+// goes through the extended scalar routine.
+template <Inverse K>
+struct DoubleOp : OpBase<double, 1, 1> {
+  using D = Domain<K>;
+  static constexpr bool kHasSpecial = true;
 
-// Double precision: the extended routine on every element, in order; the
-// argument is read before the result is stored, so r may be a.
-template <Inverse K, X87Target X, MxcsrWay M, KernelName Name>
-void DoubleKernel(int n, const double* a, double* r) {
+  static void packed(const __m128d* in, __m128d* out) {
+    const __m128d one = _mm_set1_pd(1.0), a = in[0];
+    __m128d x = a;
+    if constexpr (K == Inverse::kErfc) x = _mm_sub_pd(one, a);
+    if constexpr (K == Inverse::kCdfNorm) x = _mm_sub_pd(_mm_add_pd(a, a), one);
+    const double* lead = K == Inverse::kCdfNorm ? erfinv::kNormLead : erfinv::kLead;
+    const __m128d z = _mm_mul_pd(x, x);
+    __m128d p = _mm_set1_pd(erfinv::kPackedP[5]), q = _mm_set1_pd(erfinv::kPackedQ[5]);
+    for (int i = 4; i >= 0; --i) {
+      p = _mm_add_pd(_mm_mul_pd(p, z), _mm_set1_pd(erfinv::kPackedP[i]));
+      q = _mm_add_pd(_mm_mul_pd(q, z), _mm_set1_pd(erfinv::kPackedQ[i]));
+    }
+    __m128d corr = _mm_mul_pd(_mm_mul_pd(x, z), _mm_div_pd(p, q));
+    if constexpr (K == Inverse::kCdfNorm)
+      corr = _mm_mul_pd(corr, _mm_set1_pd(static_cast<double>(kSqrt2)));
+    // x = xh + xl with halves of at most 26 bits: xh * head and xl * head
+    // are exact.
+    const __m128d t = _mm_mul_pd(x, _mm_set1_pd(134217729.0));
+    const __m128d xh = _mm_sub_pd(t, _mm_sub_pd(t, x)), xl = _mm_sub_pd(x, xh);
+    const __m128d head = _mm_set1_pd(lead[0]);
+    const __m128d low =
+        _mm_add_pd(_mm_mul_pd(xl, head), _mm_add_pd(_mm_mul_pd(x, _mm_set1_pd(lead[1])), corr));
+    out[0] = _mm_add_pd(_mm_mul_pd(xh, head), low);
+  }
+  static int special(const __m128d* in) {
+    __m128d outside = _mm_or_pd(_mm_cmpnge_pd(in[0], _mm_set1_pd(D::kPackedLo)),
+                                _mm_cmpnle_pd(in[0], _mm_set1_pd(D::kPackedHi)));
+    if constexpr (K == Inverse::kErf) {
+      const __m128d abs = _mm_and_pd(in[0], Simd<double>::bits(Simd<double>::kAbs));
+      outside = _mm_or_pd(outside, _mm_cmplt_pd(abs, _mm_set1_pd(0x1p-960)));
+    }
+    return _mm_movemask_pd(outside);
+  }
+  static int scalar(const double* in, double* out) { return Scalar<double, K>(in, out); }
+};
+
+// Both types walk the array on plan D; the extended routine needs the x87
+// unit at 64-bit precision.
+template <class Op, X87Target X, MxcsrWay M, class Report, class T = typename Op::T>
+void Kernel(int n, const T* a, T* r) {
   Frame<X, M> frame;
   ExtendedPrecision extended;
-  for (ptrdiff_t i = 0; i < n; ++i) {
-    double y;
-    const int status = Scalar<double, K>(a + i, &y);
-    r[i] = y;
-    if (__builtin_expect(status != 0, 0)) {
-      ReportD(status, static_cast<int32_t>(i), a, a, r, r, Name.text);
-    }
-  }
+  const T* in[1] = {a};
+  T* out[1] = {r};
+  PlanD<Op, Report>(n, in, out);
 }
 
 using X = X87Target;
@@ -233,20 +277,22 @@ using I = Inverse;
 using namespace nex::vtm;
 
 extern "C" void nex_vtm_k_dErfInv(int n, const double* a, double* r) {
-  DoubleKernel<I::kErf, X::kMasked, M::kByMode, "vdErfInv">(n, a, r);
+  Kernel<DoubleOp<I::kErf>, X::kMasked, M::kByMode, ReportAs<"vdErfInv", 1, 1>>(n, a, r);
 }
 extern "C" void nex_vtm_k_dErfcInv(int n, const double* a, double* r) {
-  DoubleKernel<I::kErfc, X::kMasked, M::kKeepRounding, "vdErfcInv">(n, a, r);
+  Kernel<DoubleOp<I::kErfc>, X::kMasked, M::kKeepRounding, ReportAs<"vdErfcInv", 1, 1>>(n, a, r);
 }
 extern "C" void nex_vtm_k_dCdfNormInv(int n, const double* a, double* r) {
-  DoubleKernel<I::kCdfNorm, X::kMasked, M::kKeepRounding, "vdCdfNormInv">(n, a, r);
+  Kernel<DoubleOp<I::kCdfNorm>, X::kMasked, M::kKeepRounding, ReportAs<"vdCdfNormInv", 1, 1>>(n, a,
+                                                                                              r);
 }
 extern "C" void nex_vtm_k_sErfInv(int n, const float* a, float* r) {
-  SingleKernel<I::kErf, X::kMasked, M::kByMode, ReportAs<"vsErfInv", 1, 1>>(n, a, r);
+  Kernel<SingleOp<I::kErf>, X::kMasked, M::kByMode, ReportAs<"vsErfInv", 1, 1>>(n, a, r);
 }
 extern "C" void nex_vtm_k_sErfcInv(int n, const float* a, float* r) {
-  SingleKernel<I::kErfc, X::kMasked, M::kByMode, ReportAs<"vsErfcInv", 1, 1>>(n, a, r);
+  Kernel<SingleOp<I::kErfc>, X::kMasked, M::kByMode, ReportAs<"vsErfcInv", 1, 1>>(n, a, r);
 }
 extern "C" void nex_vtm_k_sCdfNormInv(int n, const float* a, float* r) {
-  SingleKernel<I::kCdfNorm, X::kMasked, M::kKeepRounding, ReportAs<"vsCdfNormInv", 1, 1>>(n, a, r);
+  Kernel<SingleOp<I::kCdfNorm>, X::kMasked, M::kKeepRounding, ReportAs<"vsCdfNormInv", 1, 1>>(n, a,
+                                                                                              r);
 }

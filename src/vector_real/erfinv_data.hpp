@@ -12,6 +12,14 @@ extern const long double kCentralQ[8];
 extern const double kCentralPD[8];
 extern const double kCentralQD[8];
 
+// The packed double path: erfinv(x) = x (c + z P(z) / Q(z)), z = x^2, for
+// |x| <= 0.5, with c = sqrt(pi)/2 (kLead) or, for the normal quantile,
+// sqrt(pi/2) (kNormLead), each as a head of 26 bits and a tail.
+extern const double kPackedP[6];
+extern const double kPackedQ[6];
+extern const double kLead[2];
+extern const double kNormLead[2];
+
 // erfcinv(q) = w P(w) / Q(w), w = sqrt(-ln q), on w in [1.0625, 3), [3, 7)
 // and [7, 28].
 extern const long double kTail1P[9];
