@@ -37,8 +37,9 @@ std::vector<T> Arguments(Fn f, size_t scale = 1) {
   const T lo = T(DomainLo(f)), hi = T(DomainHi(f)), mid = (lo + hi) / 2;
   const size_t n = 3000 * scale;
   std::vector<T> v = acc::SpecialValues<T>();
-  for (T x : {lo, hi, mid, T(0.5), T(1.5), T(0.25), T(0.75), T(-0.5), T(0.6875), T(-0.6875),
-              T(0.3125), T(1.6875), T(0.15625), T(0.84375)}) {
+  for (T x :
+       {lo, hi, mid, T(0.5), T(1.5), T(0.25), T(0.75), T(-0.5), T(0.6875), T(-0.6875), T(0.3125),
+        T(1.6875), T(0.15625), T(0.84375), T(0.375), T(-0.375), T(0.625), T(1.375)}) {
     v.push_back(x);
     Walk(v, x, L::infinity(), 3);
     Walk(v, x, -L::infinity(), 3);
