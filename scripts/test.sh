@@ -32,7 +32,10 @@ run x86-64
 if [ "${NEX_QUICK:-0}" != 1 ]; then
   run x86-32 -DCMAKE_TOOLCHAIN_FILE=cmake/m32.cmake
   ASAN_OPTIONS=detect_leaks=1 run asan -DNEX_SANITIZE=ON
-  run tsan -DNEX_SANITIZE_THREAD=ON
+  # ThreadSanitizer on the code that runs or is shared across threads.
+  CTEST_FILTER='Thread|Lock|SetMode|DefaultMode|RngChunks|Threaders|Basic' \
+    run tsan --target nex_test_core --target nex_test_vector --target nex_test_streams \
+    --target nex_test_statistics -- -DNEX_SANITIZE_THREAD=ON
   # The second compiler: the libraries and the interface tests.
   CTEST_FILTER='Layout|Symbols|SharedLibrary|FunctionList' CC=clang CXX=clang++ \
     run clang --target nex_kernel_shared --target nex_test_abi --

@@ -55,7 +55,7 @@
 #include "vector_real/erfinv_data.hpp"
 #include "vector_real/kernel_defs.hpp"
 #include "vector_real/lane_bits.hpp"
-#include "vector_real/special_log.hpp"
+#include "vector_real/x87.hpp"
 
 namespace nex::vtm {
 namespace {
@@ -103,7 +103,7 @@ inline LD Core(LD p, LD q) {
     const LD z = p * p;
     return p * Horner(kCentralP, z) / Horner(kCentralQ, z);
   }
-  const LD w = __builtin_sqrtl(-special::LogExtended(q));
+  const LD w = __builtin_sqrtl(-x87log::Yl2x(q, x87log::Ln2()));
   if (w < 3.0L) return w * Horner(kTail1P, w) / Horner(kTail1Q, w);
   if (w < 7.0L) return w * Horner(kTail2P, w) / Horner(kTail2Q, w);
   return w * Horner(kTail3P, w) / Horner(kTail3Q, w);
