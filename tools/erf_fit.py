@@ -13,7 +13,7 @@ significands:
 The script also prints, as comments, the fit error of every piece relative
 to the function (the kernel's budget is 2^-64) and the underflow limits of
 erfc (the arguments where the result leaves the normal range and where it
-rounds to zero) for both types.
+rounds to zero) for both types, and those of CdfNorm.
 """
 import mpmath as mp
 
@@ -74,6 +74,11 @@ def main():
         a = mp.findroot(lambda x: mp.log(mp.erfc(x)) - mp.log(tiny), 20)
         z = mp.findroot(lambda x: mp.log(mp.erfc(x)) - mp.log(least), 20)
         out.append("// %s: erfc(x) < least normal from x = %s; rounds to 0 above x = %s" %
+                   (name, mp.nstr(a, 20), mp.nstr(z, 20)))
+        cdf = lambda x: mp.erfc(-x / mp.sqrt(2)) / 2
+        a = mp.findroot(lambda x: mp.log(cdf(x)) - mp.log(tiny), -30)
+        z = mp.findroot(lambda x: mp.log(cdf(x)) - mp.log(least), -30)
+        out.append("// %s: CdfNorm(x) < least normal below x = %s; rounds to 0 below x = %s" %
                    (name, mp.nstr(a, 20), mp.nstr(z, 20)))
     print("\n".join(out))
 

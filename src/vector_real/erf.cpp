@@ -33,8 +33,8 @@
 // underflow flag raised, for a finite argument whose result is below the least
 // normal number (subnormal or zero): erfc(x) from x = 26.5432584542509814
 // (double) and 9.19454945 (single), zero beyond 27.2260171111083639 and
-// 10.0541949; CdfNorm from x = -37.5193 (double) and -13.0029 (single), zero
-// below -38.4674 and -14.1702. Infinities give their exact limits (erfc:
+// 10.0541949; CdfNorm from x = -37.5193793 (double) and -12.9499527 (single), zero
+// below -38.4854083 and -14.1701855. Infinities give their exact limits (erfc:
 // 0 and 2; CdfNorm: 0 and 1) without a status; a NaN gives a quiet NaN.
 //
 // The x87 unit runs with 64-bit precision in dErf (its frame sets it); the

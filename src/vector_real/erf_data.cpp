@@ -676,4 +676,6 @@ const Ext80 kErfcTail[27][21] = {
 
 }  // namespace nex::vtm::erf_data
 // double: erfc(x) < least normal from x = 26.543258454250981382; rounds to 0 above x = 27.226017111108363904
+// double: CdfNorm(x) < least normal below x = -37.519379347144499821; rounds to 0 below x = -38.485408335567342218
 // single: erfc(x) < least normal from x = 9.1945494491346722541; rounds to 0 above x = 10.054194928818095199
+// single: CdfNorm(x) < least normal below x = -12.949952701187203228; rounds to 0 below x = -14.170185511544698849
