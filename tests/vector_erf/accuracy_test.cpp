@@ -38,10 +38,10 @@ std::vector<T> Sample(const ErfFunction<T>& f, uint32_t seed) {
   const T edge = f.reports ? (f.hi > -f.lo ? f.hi : f.lo) : T(1);
   const T e0 = edge * T(0.96), e1 = edge * T(1.005);
   return acc::Concat<T>({acc::SpecialValues<T>(),
-                         acc::LogUniform<T>(L::denorm_min(), far * 2, 6000 * k, seed, 0),
-                         acc::Uniform<T>(f.lo, f.hi, 8000 * k, seed + 1),
-                         acc::Uniform<T>(T(-2), T(2), 3000 * k, seed + 2),
-                         acc::Uniform<T>(std::min(e0, e1), std::max(e0, e1), 2000 * k, seed + 3)});
+                         acc::LogUniform<T>(L::denorm_min(), far * 2, 15000 * k, seed, 0),
+                         acc::Uniform<T>(f.lo, f.hi, 20000 * k, seed + 1),
+                         acc::Uniform<T>(T(-2), T(2), 8000 * k, seed + 2),
+                         acc::Uniform<T>(std::min(e0, e1), std::max(e0, e1), 5000 * k, seed + 3)});
 }
 
 template <class T>
