@@ -9,7 +9,7 @@ significant digits, converted to monomials and rounded to 64-bit
 significands:
   * erf(x) / x = P(x^2) for 0 <= x <= 1, degree kErfDegree in t = x^2;
   * erfcx(x) = exp(x^2) erfc(x) on [k, k + 1], k = 1 .. 27, as a polynomial
-    in s = x - (k + 1/2), degree kTailDegree.
+    in s = x - (k + 1/2), degree up to 20, the least whose fit error is below 2^-72.
 The script also prints, as comments, the fit error of every piece relative
 to the function (the kernel's budget is 2^-64) and the underflow limits of
 erfc (the arguments where the result leaves the normal range and where it
@@ -57,15 +57,26 @@ def main():
     out.append("")
     out.append("// erfcx(x) on [k, k + 1] in s = x - k - 1/2, highest power first")
     out.append("const Ext80 kErfcTail[%d][%d] = {" % (PIECES, TAIL_DEG + 1))
+    starts = []
     for k in range(1, PIECES + 1):
         c = mp.mpf(k) + mp.mpf(1) / 2
-        p, err = mp.chebyfit(lambda s: erfcx(c + s), [-0.5, 0.5], TAIL_DEG + 1, error=True)
-        out.append("    // [%d, %d]: fit error %s relative" % (k, k + 1, mp.nstr(err / erfcx(k + 1), 3)))
+        # The lowest degree whose fit error is below 2^-72 relative (a
+        # 256th of the extended format's unit), padded with leading zeros.
+        for deg in range(6, TAIL_DEG + 1):
+            p, err = mp.chebyfit(lambda s: erfcx(c + s), [-0.5, 0.5], deg + 1, error=True)
+            if err / erfcx(k + 1) < mp.mpf(2) ** -72:
+                break
+        starts.append(TAIL_DEG - deg)
+        out.append("    // [%d, %d]: degree %d, fit error %s relative" %
+                   (k, k + 1, deg, mp.nstr(err / erfcx(k + 1), 3)))
         out.append("    {")
-        for q in p:
+        for q in [0] * (TAIL_DEG - deg) + p:
             out.append("        %s," % ext80(q))
         out.append("    },")
     out.append("};")
+    out.append("")
+    out.append("// The first nonzero coefficient of each piece.")
+    out.append("const unsigned char kErfcTailStart[%d] = {%s};" % (PIECES, ", ".join(map(str, starts))))
     out.append("")
     out.append("}  // namespace nex::vtm::erf_data")
     # Underflow limits, for the kernels' constants.

@@ -6,11 +6,10 @@
 // Method. For |x| < 1, erf(x) = x P(x^2) with P of degree 14 (fit error
 // 4e-23 relative). For 1 <= x < 28, erfc(x) = exp(-x^2) erfcx(x), where
 // erfcx(x) = exp(x^2) erfc(x) is a smooth, slowly falling function fitted on
-// the unit pieces [k, k + 1] by polynomials of degree 20 in x - k - 1/2 (fit
-// error below 3e-23 relative). Then erf = 1 - erfc on [1, 6) and +-1 beyond
-// (erfc(6) = 2e-17 is below half an ulp of 1), erfc = 1 - erf on (-1, 1),
-// erfc(x) = 2 - erfc(-x) for x <= -1 (2 from x = -6), and
-// CdfNorm(x) = erfc(-x / sqrt 2) / 2.
+// the unit pieces [k, k + 1] by polynomials of degree 20 (near 1) down to 10
+// (near 28) in x - k - 1/2 (fit error below 2^-72 relative). Then erf = 1 - erfc on [1, 6) and +-1
+// beyond (erfc(6) = 2e-17 is below half an ulp of 1), erfc = 1 - erf on (-1, 1), erfc(x) = 2 -
+// erfc(-x) for x <= -1 (2 from x = -6), and CdfNorm(x) = erfc(-x / sqrt 2) / 2.
 //
 // The factor exp(-x^2). Near the underflow limit x^2 is about 745, and a
 // relative error d in it becomes an error of 745 d in the result: x^2 must be
@@ -109,7 +108,8 @@ inline L ErfSmall(L x) {
 // erfcx(z) for 1 <= z < 28.
 inline L Erfcx(L z) {
   const int k = static_cast<int>(z);
-  return Horner(erf_data::kErfcTail[k - 1], erf_data::kTailTerms, z - (k + 0.5L));
+  const int start = erf_data::kErfcTailStart[k - 1];
+  return Horner(erf_data::kErfcTail[k - 1] + start, erf_data::kTailTerms - start, z - (k + 0.5L));
 }
 
 // erfc(x) for 1 <= x < 28, from the split square.

@@ -11,6 +11,9 @@ extern const Ext80 kErfSmall[15];
 // exp(x^2) erfc(x) on [k, k + 1], k = 1 .. 27, in x - k - 1/2.
 inline constexpr int kTailPieces = 27;
 inline constexpr int kTailTerms = 21;
+// Each piece has the least degree that meets 2^-72 relative; its row is
+// padded with leading zeros, and kErfcTailStart gives the first coefficient.
 extern const Ext80 kErfcTail[kTailPieces][kTailTerms];
+extern const unsigned char kErfcTailStart[kTailPieces];
 
 }  // namespace nex::vtm::erf_data
