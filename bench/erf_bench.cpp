@@ -43,17 +43,17 @@ T LibCdfNorm(T x) {
 }
 
 #ifdef NEX_BENCH_SLEEF
-template <__m128 (*F)(__m128)>
-void SleefF(int n, const float* a, float* r) {
+template <class F>
+void SleefF(int n, const float* a, float* r, F f) {
   int i = 0;
-  for (; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, F(_mm_loadu_ps(a + i)));
-  for (; i < n; ++i) r[i] = _mm_cvtss_f32(F(_mm_set1_ps(a[i])));
+  for (; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, f(_mm_loadu_ps(a + i)));
+  for (; i < n; ++i) r[i] = _mm_cvtss_f32(f(_mm_set1_ps(a[i])));
 }
-template <__m128d (*F)(__m128d)>
-void SleefD(int n, const double* a, double* r) {
+template <class F>
+void SleefD(int n, const double* a, double* r, F f) {
   int i = 0;
-  for (; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, F(_mm_loadu_pd(a + i)));
-  for (; i < n; ++i) r[i] = _mm_cvtsd_f64(F(_mm_set1_pd(a[i])));
+  for (; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, f(_mm_loadu_pd(a + i)));
+  for (; i < n; ++i) r[i] = _mm_cvtsd_f64(f(_mm_set1_pd(a[i])));
 }
 #endif
 
@@ -94,10 +94,18 @@ void RegisterAll() {
   Register<double>("dCdfNorm", "nex", _vtmdCdfNorm, -37, 8);
   Register<double>("dCdfNorm", "libm", LibmLoop<double, LibCdfNorm<double>>, -37, 8);
 #ifdef NEX_BENCH_SLEEF
-  Register<float>("sErf", "sse2", SleefF<Sleef_erff4_u10sse2>, -4, 4);
-  Register<float>("sErfc", "sse2", SleefF<Sleef_erfcf4_u15sse2>, -2, 9);
-  Register<double>("dErf", "sse2", SleefD<Sleef_erfd2_u10sse2>, -6, 6);
-  Register<double>("dErfc", "sse2", SleefD<Sleef_erfcd2_u15sse2>, -2, 26);
+  Register<float>(
+      "sErf", "sse2", [](int n, const float* a, float* r) { SleefF(n, a, r, Sleef_erff4_u10sse2); },
+      -4, 4);
+  Register<float>(
+      "sErfc", "sse2",
+      [](int n, const float* a, float* r) { SleefF(n, a, r, Sleef_erfcf4_u15sse2); }, -2, 9);
+  Register<double>(
+      "dErf", "sse2",
+      [](int n, const double* a, double* r) { SleefD(n, a, r, Sleef_erfd2_u10sse2); }, -6, 6);
+  Register<double>(
+      "dErfc", "sse2",
+      [](int n, const double* a, double* r) { SleefD(n, a, r, Sleef_erfcd2_u15sse2); }, -2, 26);
 #endif
 }
 
