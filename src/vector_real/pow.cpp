@@ -1,0 +1,285 @@
+// Pow, Powx and Powr in single and double precision.
+//
+// Method. Every special pair is decided first by exact tests on the
+// operands (the class of y: 0 not an integer, 1 odd, 2 even integer; zeros,
+// infinities, NaNs, x = +1 and x = -1), so the general path sees only a
+// positive finite nonzero |x|, a finite y and a known sign of the result.
+// The general path runs on the x87 unit with 64-bit significands:
+//   t = y log2|x|  by one fyl2x, which forms the product to the unit's full
+//                  precision (relative error about 2^-64);
+//   2^t            as 2^f 2^n with n = rint(t), f = t - n exact in
+//                  [-1/2, 1/2], 2^f = f2xm1(f) + 1 and the scaling by fscale;
+// and a single rounding of the extended value to the element type, which
+// also forms subnormal results in one step. The error of t is at most
+// |t| 2^-63 <= 1075 2^-63 ~ 2^-53 absolute, which moves the double result by
+// at most 2^-53 ln 2 relative, about 0.35 ulp at the top of a binade; with
+// the final rounding the bound is below 0.9 ulp, and the measured worst case
+// is far below it (see docs/accuracy_pow.md). Single results are correctly
+// rounded except for rare double-rounding cases one tiny step past a
+// midpoint.
+//
+// Statuses. Pow: 1 for a zero to a negative power (also -infinity) and for
+// a finite negative x to a finite non-integer power; 3 for an overflow of a
+// finite pair; an underflow is not reported. Powr (exp(y ln x), defined for
+// x >= 0 only): 1 for x < 0 (also -0 counts as zero), for 0^0, infinity^0
+// and 1^infinity, which are NaN; 2 for a zero to a negative power (+infinity);
+// 3 for an overflow; NaN operands give a quiet NaN with status 0.
+//
+// Powx classifies its scalar exponent once, before the loop; a zero exponent
+// fills the result with 1.0 without looking at x.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "vector_frame/kernels.hpp"
+#include "vector_frame/report.hpp"
+#include "vector_real/frame.hpp"
+#include "vector_real/x87_log.hpp"
+
+namespace nex::vtm {
+namespace {
+
+template <class T>
+struct PowTraits;
+template <>
+struct PowTraits<float> {
+  using U = uint32_t;
+  static constexpr int kBits = 32, kMant = 23, kBias = 127;
+  static constexpr U kExpMask = 0x7F800000u;
+};
+template <>
+struct PowTraits<double> {
+  using U = uint64_t;
+  static constexpr int kBits = 64, kMant = 52, kBias = 1023;
+  static constexpr U kExpMask = 0x7FF0000000000000ull;
+};
+
+template <class T>
+typename PowTraits<T>::U Bits(T x) {
+  typename PowTraits<T>::U u;
+  std::memcpy(&u, &x, sizeof u);
+  return u;
+}
+
+// Class of y: 0 not an integer, 1 odd integer, 2 even integer. |y| at or
+// above 2^p is an even integer; below 1 (zero aside, which is tested before
+// the class matters) it is not an integer. Otherwise the significand shifted
+// left by the exponent plus one leaves the fraction bits in the word and the
+// units bit at its top.
+template <class T>
+int ClassOf(T y) {
+  using P = PowTraits<T>;
+  using U = typename P::U;
+  const U mag = Bits(y) & ~(U{1} << (P::kBits - 1));
+  const int e = static_cast<int>(mag >> P::kMant) - P::kBias;
+  if (e < 0) return 0;
+  if (e >= P::kMant + 1) return 2;  // also infinity and NaN, tested elsewhere
+  const U frac = (mag & ((U{1} << P::kMant) - 1)) << (P::kBits - P::kMant + e - 1);
+  // frac: bit kBits-1 is the units bit when e > 0; for e = 0 the units bit
+  // is the hidden one.
+  if (e == 0) return (mag & ((U{1} << P::kMant) - 1)) != 0 ? 0 : 1;
+  const U rest = frac << 1;
+  if (rest != 0) return 0;
+  return (frac >> (P::kBits - 1)) != 0 ? 1 : 2;
+}
+
+// Signed unit table, indexed by class & sign.
+template <class T>
+constexpr T kUnit[2] = {T(1), T(-1)};
+
+// 2^t in extended precision for finite t; |t| is clamped where the result
+// overflows or underflows any element type anyway.
+inline long double Exp2Ext(long double t) {
+  if (t > 20000.0L) t = 20000.0L;
+  if (t < -20000.0L) t = -20000.0L;
+  long double n;
+  __asm__("frndint" : "=t"(n) : "0"(t));
+  const long double f = t - n;
+  long double p;
+  __asm__("f2xm1" : "=t"(p) : "0"(f));
+  p += 1.0L;
+  long double r;
+  __asm__("fscale" : "=t"(r) : "0"(p), "u"(n));
+  return r;
+}
+
+// |x|^y for positive finite |x| (as ax) and finite y, with the sign sg;
+// status 3 when the result overflows.
+template <class T>
+int General(T ax, T y, T sg, T* out) {
+  const long double t = x87log::Yl2x(static_cast<long double>(ax), static_cast<long double>(y));
+  const T r = static_cast<T>(Exp2Ext(t));  // one rounding, subnormals included
+  *out = sg * r;
+  return std::isinf(r) ? 3 : 0;
+}
+
+// The scalar routine of Pow with the class of y given.
+template <class T>
+int PowScalar(T x, T y, int cls, T* out) {
+  using P = PowTraits<T>;
+  using U = typename P::U;
+  const U mx = Bits(x) & ~(U{1} << (P::kBits - 1));
+  const U my = Bits(y) & ~(U{1} << (P::kBits - 1));
+  const int sx = static_cast<int>(Bits(x) >> (P::kBits - 1));
+  const U inf = P::kExpMask;
+  // x = +1 or y = 0: exactly 1, squaring a unit signed as x + y so that a
+  // signaling NaN operand still raises the invalid flag.
+  if (Bits(x) == Bits(T(1)) || my == 0) {
+    const T u = std::copysign(T(1), x + y);
+    *out = u * u;
+    return 0;
+  }
+  if (mx > inf || my > inf) {
+    *out = x + y;
+    return 0;
+  }
+  const T sg = kUnit<T>[cls & sx];
+  const bool y_neg = (Bits(y) >> (P::kBits - 1)) != 0;
+  if (mx == 0) {
+    if (!y_neg) {
+      *out = sg * (x * x);
+      return 0;
+    }
+    *out = sg / (x * x);
+    return 1;
+  }
+  if (Bits(x) == Bits(T(-1)) && (cls != 0 || my == inf)) {
+    *out = kUnit<T>[cls & 1];
+    return 0;
+  }
+  if (mx < inf && my < inf) {
+    if (sx && cls == 0) {
+      const T z = x - x;  // 0, and 0/0 raises invalid
+      *out = z / z;
+      return 1;
+    }
+    return General<T>(std::fabs(x), y, sg, out);
+  }
+  if (my == inf) {
+    const bool big = mx > Bits(T(1));  // |x| > 1, or x infinite
+    *out = (big != y_neg) ? std::numeric_limits<T>::infinity() : T(0);
+    return 0;
+  }
+  // x infinite, y finite.
+  *out = sg * (y_neg ? T(0) : std::numeric_limits<T>::infinity());
+  return 0;
+}
+
+// The scalar routine of Powr: exp(y ln x), x >= 0.
+template <class T>
+int PowrScalar(T x, T y, T* out) {
+  using P = PowTraits<T>;
+  using U = typename P::U;
+  constexpr T kInf = std::numeric_limits<T>::infinity();
+  const U mx = Bits(x) & ~(U{1} << (P::kBits - 1));
+  const U my = Bits(y) & ~(U{1} << (P::kBits - 1));
+  const U inf = P::kExpMask;
+  if (mx > inf || my > inf) {
+    *out = x + y;
+    return 0;
+  }
+  const bool y_neg = (Bits(y) >> (P::kBits - 1)) != 0;
+  auto invalid = [&] {
+    const T z = x - x + (y - y);  // NaN already when an operand is infinite
+    *out = (z - z) / (z - z);
+    return 1;
+  };
+  if (mx != 0 && (Bits(x) >> (P::kBits - 1)) != 0) return invalid();
+  if (mx == 0) {
+    if (my == 0) return invalid();
+    if (y_neg) {
+      *out = T(1) / (x * x);
+      *out = std::fabs(*out);
+      return 2;
+    }
+    *out = T(0);
+    return 0;
+  }
+  if (mx == inf) {
+    if (my == 0) return invalid();
+    *out = y_neg ? T(0) : kInf;
+    return 0;
+  }
+  if (my == inf) {
+    if (x == T(1)) return invalid();
+    const bool big = x > T(1);
+    *out = (big != y_neg) ? kInf : T(0);
+    return 0;
+  }
+  if (my == 0 || x == T(1)) {
+    *out = T(1);
+    return 0;
+  }
+  return General<T>(x, y, T(1), out);
+}
+
+template <class T>
+void Reported(int status, ptrdiff_t i, const T* a, const T* b, T* r, const char* name) {
+  Report(status, static_cast<int32_t>(i), a, b, r, r, name);
+}
+
+template <class T>
+void PowArrays(int n, const T* a, const T* b, T* r, const char* name) {
+  Frame<X87Target::kExtended, MxcsrWay::kByMode> frame;
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    const T x = a[i], y = b[i];
+    T v;
+    const int s = PowScalar<T>(x, y, ClassOf<T>(y), &v);
+    r[i] = v;
+    if (s != 0) Reported<T>(s, i, a, b, r, name);
+  }
+}
+
+template <class T>
+void PowrArrays(int n, const T* a, const T* b, T* r, const char* name) {
+  Frame<X87Target::kExtended, MxcsrWay::kByMode> frame;
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    const T x = a[i], y = b[i];
+    T v;
+    const int s = PowrScalar<T>(x, y, &v);
+    r[i] = v;
+    if (s != 0) Reported<T>(s, i, a, b, r, name);
+  }
+}
+
+// Powx: y is classified once; a zero exponent (either sign) fills with 1.
+// The reporter reads the second argument at the element's index, so it is
+// given a base address at which that index lands on the scalar.
+template <class T>
+void PowxArrays(int n, const T* a, T y, T* r, const char* name) {
+  if (n <= 0) return;
+  using U = typename PowTraits<T>::U;
+  if ((Bits(y) & ~(U{1} << (PowTraits<T>::kBits - 1))) == 0) {
+    for (ptrdiff_t i = 0; i < n; ++i) r[i] = T(1);
+    return;
+  }
+  const int cls = ClassOf<T>(y);
+  Frame<X87Target::kExtended, MxcsrWay::kByMode> frame;
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    T v;
+    const int s = PowScalar<T>(a[i], y, cls, &v);
+    r[i] = v;
+    if (s != 0) {
+      const T* b = reinterpret_cast<const T*>(reinterpret_cast<uintptr_t>(&y) - i * sizeof(T));
+      Reported<T>(s, i, a, b, r, name);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace nex::vtm
+
+using namespace nex::vtm;
+
+#define NEX_POW_KERNELS(t, T)                                                \
+  extern "C" void nex_vtm_k_##t##Pow(int n, const T* a, const T* b, T* r) {  \
+    PowArrays<T>(n, a, b, r, "v" #t "Pow");                                  \
+  }                                                                          \
+  extern "C" void nex_vtm_k_##t##Powr(int n, const T* a, const T* b, T* r) { \
+    PowrArrays<T>(n, a, b, r, "v" #t "Powr");                                \
+  }                                                                          \
+  extern "C" void nex_vtm_k_##t##Powx(int n, const T* a, T b, T* r) {        \
+    PowxArrays<T>(n, a, b, r, "v" #t "Powx");                                \
+  }
+NEX_POW_KERNELS(s, float)
+NEX_POW_KERNELS(d, double)
