@@ -4,7 +4,9 @@
 // operands (the class of y: 0 not an integer, 1 odd, 2 even integer; zeros,
 // infinities, NaNs, x = +1 and x = -1), so the general path sees only a
 // positive finite nonzero |x|, a finite y and a known sign of the result.
-// The general path runs on the x87 unit with 64-bit significands:
+// Single precision runs in double arithmetic on the exponential and
+// logarithm tables (see Exp2Double below). The double general path runs on
+// the x87 unit with 64-bit significands:
 //   t = y log2|x|  by one fyl2x, which forms the product to the unit's full
 //                  precision (relative error about 2^-64);
 //   2^t            as 2^f 2^n with n = rint(t), f = t - n exact in
@@ -33,7 +35,9 @@
 
 #include "vector_frame/kernels.hpp"
 #include "vector_frame/report.hpp"
+#include "vector_real/exp_data.hpp"
 #include "vector_real/frame.hpp"
+#include "vector_real/log_data.hpp"
 #include "vector_real/x87_log.hpp"
 
 namespace nex::vtm {
@@ -103,10 +107,63 @@ inline long double Exp2Ext(long double t) {
   return r;
 }
 
+// Single precision: the whole computation in double arithmetic on the
+// library's logarithm and exponential tables. Every positive float is a
+// normal double, x = 2^e z with z in [0.75, 1.5), c = k/512 the nearest grid
+// point, t = (z - c)/c with |t| < 2^-9.5, and
+//   log2 x = e + log2 c + log2(1 + t)   (a quartic in t, error below 2^-48),
+// so y log2 x is known to better than 2^-40 relative while |y log2 x| < 200
+// matters. 2^v = 2^(i/64) 2^(j/64) 2^f with f = v - (64 i + j)/64 in
+// [-1/128, 1/128] and 2^f by its degree-4 Taylor polynomial (error below
+// 2^-44). The double result is rounded once to single, which also forms a
+// subnormal or an infinity with the right flags; the relative error before
+// that rounding is near 2^-40, so results are correctly rounded except
+// within 2^-16 ulp of a midpoint.
+inline double Exp2Double(double v) {
+  if (v > 200) v = 200;
+  if (v < -200) v = -200;
+  constexpr double kShift = 6755399441055744.0;  // 1.5 * 2^52: rounds to integers
+  const double kd = v * 64 + kShift;
+  uint64_t kb;
+  std::memcpy(&kb, &kd, sizeof kb);
+  const int k = static_cast<int>(static_cast<int32_t>(static_cast<uint32_t>(kb)));
+  const double f = v - (kd - kShift) * (1.0 / 64);
+  constexpr double c1 = 0x1.62e42fefa39efp-1, c2 = 0x1.ebfbdff82c58fp-3, c3 = 0x1.c6b08d704a0cp-5,
+                   c4 = 0x1.3b2ab6fba4e77p-7;
+  const double p = f * (c1 + f * (c2 + f * (c3 + f * c4)));
+  const auto& row = exp_data::dExp2[k & 63];
+  const double m = row.hi + (row.lo + row.hi * p);
+  const uint64_t scale = static_cast<uint64_t>(1023 + (k >> 6)) << 52;
+  double sc;
+  std::memcpy(&sc, &scale, sizeof sc);
+  return m * sc;
+}
+
+inline double Log2Double(double x) {
+  uint64_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  const uint64_t tmp = bits - 0x3FE8000000000000ull;
+  const int e = static_cast<int>(static_cast<int64_t>(tmp) >> 52);
+  const uint64_t zb = bits - (tmp & 0xFFF0000000000000ull);
+  double z;
+  std::memcpy(&z, &zb, sizeof z);
+  const int k = static_cast<int>(std::nearbyint(z * 512));
+  const double* row = logdata::kLog2Grid[k - logdata::kGridFirst];
+  const double t = (z - k * (1.0 / 512)) * row[0];
+  const double* L = logdata::kLog2Series;
+  const double q = t * (L[0] + t * (L[1] + t * (L[2] + t * L[3])));
+  return (e + row[1]) + (row[2] + q);
+}
+
 // |x|^y for positive finite |x| (as ax) and finite y, with the sign sg;
 // status 3 when the result overflows.
 template <class T>
 int General(T ax, T y, T sg, T* out) {
+  if constexpr (sizeof(T) == 4) {
+    const float r = static_cast<float>(Exp2Double(static_cast<double>(y) * Log2Double(ax)));
+    *out = sg * r;
+    return std::isinf(r) ? 3 : 0;
+  }
   const long double t = x87log::Yl2x(static_cast<long double>(ax), static_cast<long double>(y));
   const T r = static_cast<T>(Exp2Ext(t));  // one rounding, subnormals included
   *out = sg * r;

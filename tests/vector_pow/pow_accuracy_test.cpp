@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <random>
 #include <vector>
 
@@ -76,6 +77,16 @@ void Targeted(std::vector<T>& xs, std::vector<T>& ys, double lo, double hi, size
   }
 }
 
+// The bound, no special or status mismatch; the figures are printed for the
+// accuracy notes.
+template <class T>
+void Check(const acc::Report<T>& rep, const char* name) {
+  std::printf("  %s\n", rep.Describe(name).c_str());
+  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe(name);
+  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe(name);
+  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe(name);
+}
+
 template <class T>
 class PowAccuracy : public ::testing::Test {};
 using Types = ::testing::Types<float, double>;
@@ -88,9 +99,7 @@ TYPED_TEST(PowAccuracy, LogUniformPairs) {
   const auto y = acc::LogUniform<T>(T(1e-6), T(1e3), 40000, 12, 0);
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Pow, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Pow");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Pow");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Pow");
+  Check<T>(rep, "Pow");
 }
 
 TYPED_TEST(PowAccuracy, ResultsNearOverflowAndUnderflow) {
@@ -103,9 +112,7 @@ TYPED_TEST(PowAccuracy, ResultsNearOverflowAndUnderflow) {
   Targeted<T>(x, y, bottom, top, 30000, 23);
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Pow, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Pow");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Pow");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Pow");
+  Check<T>(rep, "Pow");
 }
 
 TYPED_TEST(PowAccuracy, IntegerExponentsOnBothSigns) {
@@ -117,9 +124,7 @@ TYPED_TEST(PowAccuracy, IntegerExponentsOnBothSigns) {
   for (T& v : y) v = static_cast<T>(k(gen));
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Pow, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Pow");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Pow");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Pow");
+  Check<T>(rep, "Pow");
 }
 
 TYPED_TEST(PowAccuracy, BaseNearOneLargeExponent) {
@@ -131,9 +136,7 @@ TYPED_TEST(PowAccuracy, BaseNearOneLargeExponent) {
   const auto y = acc::LogUniform<T>(T(1), T(L::digits == 24 ? 1e9 : 1e18), 40000, 42, 0);
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Pow, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Pow");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Pow");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Pow");
+  Check<T>(rep, "Pow");
 }
 
 TYPED_TEST(PowAccuracy, SpecialValuesAgainstTheReference) {
@@ -147,9 +150,7 @@ TYPED_TEST(PowAccuracy, SpecialValuesAgainstTheReference) {
     }
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Pow, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Pow");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Pow");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Pow");
+  Check<T>(rep, "Pow");
 }
 
 // Powr on positive bases, where it is pow.
@@ -161,9 +162,7 @@ TYPED_TEST(PowAccuracy, PowrOnPositiveBases) {
   for (T& v : x) v = std::fabs(v);
   const auto rep =
       acc::MeasureBinary<T>(K<T>::Powr, mpfr_pow, x, y, acc::CallbackProbe(), PowrStatus<T>);
-  EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Powr");
-  EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Powr");
-  EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Powr");
+  Check<T>(rep, "Powr");
 }
 
 // Powx for a set of exponents of every class, each against Pow's reference.
@@ -178,9 +177,7 @@ TYPED_TEST(PowAccuracy, PowxForEachExponentClass) {
     auto kernel = [](int n, const T* a, const T*, T* r) { K<T>::Powx(n, a, held, r); };
     const auto rep =
         acc::MeasureBinary<T>(+kernel, mpfr_pow, x, y, acc::CallbackProbe(), PowStatus<T>);
-    EXPECT_LE(rep.max_ulp, K<T>::kBound) << rep.Describe("Powx");
-    EXPECT_EQ(rep.special_mismatches, 0u) << rep.Describe("Powx");
-    EXPECT_EQ(rep.status_mismatches, 0u) << rep.Describe("Powx");
+    Check<T>(rep, "Powx");
   }
 }
 
