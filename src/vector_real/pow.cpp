@@ -119,10 +119,11 @@ inline long double Exp2Ext(long double t) {
 // subnormal or an infinity with the right flags; the relative error before
 // that rounding is near 2^-40, so results are correctly rounded except
 // within 2^-16 ulp of a midpoint.
+constexpr double kShift = 6755399441055744.0;  // 1.5 * 2^52: rounds to integers
+
 inline double Exp2Double(double v) {
-  if (v > 200) v = 200;
-  if (v < -200) v = -200;
-  constexpr double kShift = 6755399441055744.0;  // 1.5 * 2^52: rounds to integers
+  v = v > 200 ? 200 : v;
+  v = v < -200 ? -200 : v;
   const double kd = v * 64 + kShift;
   uint64_t kb;
   std::memcpy(&kb, &kd, sizeof kb);
@@ -147,9 +148,12 @@ inline double Log2Double(double x) {
   const uint64_t zb = bits - (tmp & 0xFFF0000000000000ull);
   double z;
   std::memcpy(&z, &zb, sizeof z);
-  const int k = static_cast<int>(std::nearbyint(z * 512));
+  const double kd = z * 512 + kShift;
+  uint64_t kb;
+  std::memcpy(&kb, &kd, sizeof kb);
+  const int k = static_cast<int>(static_cast<uint32_t>(kb));
   const double* row = logdata::kLog2Grid[k - logdata::kGridFirst];
-  const double t = (z - k * (1.0 / 512)) * row[0];
+  const double t = (z - (kd - kShift) * (1.0 / 512)) * row[0];
   const double* L = logdata::kLog2Series;
   const double q = t * (L[0] + t * (L[1] + t * (L[2] + t * L[3])));
   return (e + row[1]) + (row[2] + q);
