@@ -91,22 +91,6 @@ int ClassOf(T y) {
 template <class T>
 constexpr T kUnit[2] = {T(1), T(-1)};
 
-// 2^t in extended precision for finite t; |t| is clamped where the result
-// overflows or underflows any element type anyway.
-inline long double Exp2Ext(long double t) {
-  if (t > 20000.0L) t = 20000.0L;
-  if (t < -20000.0L) t = -20000.0L;
-  long double n;
-  __asm__("frndint" : "=t"(n) : "0"(t));
-  const long double f = t - n;
-  long double p;
-  __asm__("f2xm1" : "=t"(p) : "0"(f));
-  p += 1.0L;
-  long double r;
-  __asm__("fscale" : "=t"(r) : "0"(p), "u"(n));
-  return r;
-}
-
 // Single precision: the whole computation in double arithmetic on the
 // library's logarithm and exponential tables. Every positive float is a
 // normal double, x = 2^e z with z in [0.75, 1.5), c = k/512 the nearest grid
@@ -159,6 +143,48 @@ inline double Log2Double(double x) {
   return (e + row[1]) + (row[2] + q);
 }
 
+// x^y in extended precision for positive finite double x and finite y.
+// x = 2^e m with m in [sqrt(1/2), sqrt(2)), so |log2 m| <= 1/2 and
+//   y log2 x = y e + y log2 m,
+// where y e is exact (53 by 11 bits) and p = y log2 m comes from one fyl2x
+// with an error near 2^-64 |p|, much less than 2^-64 |y log2 x| when e is
+// not zero. With n = rint(y e + p), the difference y e - n is exact (all its
+// bits lie within 64 places) and f = (y e - n) + p is rounded once; 2^f by
+// f2xm1 and the scaling by fscale. |y log2 x| is clamped where the result
+// overflows or underflows any double.
+inline long double PowExt(double x, double y) {
+  uint64_t bits;
+  std::memcpy(&bits, &x, sizeof bits);
+  int bias = 0;
+  if (bits < 0x0010000000000000ull) {  // subnormal: scale by 2^64
+    const double xs = x * 18446744073709551616.0;
+    std::memcpy(&bits, &xs, sizeof bits);
+    bias = 64;
+  }
+  // Exponent relative to sqrt(1/2): subtract the bits of 0x3FE6A09E667F3BCD.
+  const uint64_t tmp = bits - 0x3FE6A09E667F3BCDull;
+  const int e = static_cast<int>(static_cast<int64_t>(tmp) >> 52) + 0;
+  const uint64_t mb = bits - (static_cast<uint64_t>(static_cast<int64_t>(e)) << 52);
+  double m;
+  std::memcpy(&m, &mb, sizeof m);
+  const long double ly = y;
+  const long double ye = ly * static_cast<long double>(e - bias);
+  const long double p = x87log::Yl2x(static_cast<long double>(m), ly);
+  long double s = ye + p;
+  s = s > 20000.0L ? 20000.0L : s;
+  s = s < -20000.0L ? -20000.0L : s;
+  long double n;
+  __asm__("frndint" : "=t"(n) : "0"(s));
+  long double f = (ye - n) + p;
+  if (f > 1.0L || f < -1.0L) f = 0;  // only where s was clamped
+  long double q;
+  __asm__("f2xm1" : "=t"(q) : "0"(f));
+  q += 1.0L;
+  long double r;
+  __asm__("fscale" : "=t"(r) : "0"(q), "u"(n));
+  return r;
+}
+
 // |x|^y for positive finite |x| (as ax) and finite y, with the sign sg;
 // status 3 when the result overflows.
 template <class T>
@@ -168,8 +194,7 @@ int General(T ax, T y, T sg, T* out) {
     *out = sg * r;
     return std::isinf(r) ? 3 : 0;
   }
-  const long double t = x87log::Yl2x(static_cast<long double>(ax), static_cast<long double>(y));
-  const T r = static_cast<T>(Exp2Ext(t));  // one rounding, subnormals included
+  const T r = static_cast<T>(PowExt(ax, y));  // one rounding, subnormals included
   *out = sg * r;
   return std::isinf(r) ? 3 : 0;
 }
