@@ -4,21 +4,22 @@
 // operands (the class of y: 0 not an integer, 1 odd, 2 even integer; zeros,
 // infinities, NaNs, x = +1 and x = -1), so the general path sees only a
 // positive finite nonzero |x|, a finite y and a known sign of the result.
-// Single precision runs in double arithmetic on the exponential and
-// logarithm tables (see Exp2Double below). The double general path runs on
-// the x87 unit with 64-bit significands:
-//   t = y log2|x|  by one fyl2x, which forms the product to the unit's full
-//                  precision (relative error about 2^-64);
-//   2^t            as 2^f 2^n with n = rint(t), f = t - n exact in
-//                  [-1/2, 1/2], 2^f = f2xm1(f) + 1 and the scaling by fscale;
-// and a single rounding of the extended value to the element type, which
-// also forms subnormal results in one step. The error of t is at most
-// |t| 2^-63 <= 1075 2^-63 ~ 2^-53 absolute, which moves the double result by
-// at most 2^-53 ln 2 relative, about 0.35 ulp at the top of a binade; with
-// the final rounding the bound is below 0.9 ulp, and the measured worst case
-// is far below it (see docs/accuracy_pow.md). Single results are correctly
-// rounded except for rare double-rounding cases one tiny step past a
-// midpoint.
+// Single precision runs in double arithmetic on the logarithm grid and the
+// 2^(j/64) table (Log2Double, Exp2Double below), rounded once to single.
+// Double runs on the x87 unit with 64-bit significands (PowExt below):
+// y log2 x = y e + y log2 m with y e exact and one fyl2x on the reduced
+// mantissa, 2^f by f2xm1 and fscale, one rounding to double, which also forms
+// subnormal results in one step. The error of y log2 m is about 2^-64 of
+// itself; near x = 1 (e = 0) with |y log2 x| up to 1075 that is 2^-54
+// absolute, 0.35 ulp of the result at most, so the bound is below 0.9 ulp.
+// Measured (docs/accuracy_pow.md): sPow, sPowr, sPowx 0.49999 ulp, none
+// incorrectly rounded in the sample; dPow 0.627 ulp at x = 1.00000034,
+// y = 1.14e9, and 0.52 ulp away from x near 1; dPowr 0.503; dPowx 0.501.
+//
+// The frame is the extended row (x87 at 64 bits, round to nearest; MXCSR
+// by mode) rather than the masked row of the other two-argument kernels,
+// because the double general path needs the full x87 precision. Every
+// element takes the scalar routine; there is no packed path yet.
 //
 // Statuses. Pow: 1 for a zero to a negative power (also -infinity) and for
 // a finite negative x to a finite non-integer power; 3 for an overflow of a
