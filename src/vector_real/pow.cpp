@@ -302,7 +302,9 @@ int PowrScalar(T x, T y, T* out) {
 
 template <class T>
 void Reported(int status, ptrdiff_t i, const T* a, const T* b, T* r, const char* name) {
-  Report(status, static_cast<int32_t>(i), a, b, r, r, name);
+  // The x87 state is saved around the reporter, so that a callback changing
+  // the control word cannot lower the precision of the elements after it.
+  x87log::WithSavedState([&] { Report(status, static_cast<int32_t>(i), a, b, r, r, name); });
 }
 
 template <class T>
