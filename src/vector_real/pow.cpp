@@ -307,13 +307,25 @@ void Reported(int status, ptrdiff_t i, const T* a, const T* b, T* r, const char*
   x87log::WithSavedState([&] { Report(status, static_cast<int32_t>(i), a, b, r, r, name); });
 }
 
+// The common pair, x positive and finite, y finite and nonzero, goes to the
+// general path at once (x = 1 gives exactly 1 there); one well-predicted
+// test instead of the whole classification.
+template <class T>
+bool Ordinary(T x, T y) {
+  using P = PowTraits<T>;
+  using U = typename P::U;
+  const U my = Bits(y) & ~(U{1} << (P::kBits - 1));
+  return Bits(x) - 1 < P::kExpMask - 1 && my - 1 < P::kExpMask - 1;
+}
+
 template <class T>
 void PowArrays(int n, const T* a, const T* b, T* r, const char* name) {
   Frame<X87Target::kExtended, MxcsrWay::kByMode> frame;
   for (ptrdiff_t i = 0; i < n; ++i) {
     const T x = a[i], y = b[i];
     T v;
-    const int s = PowScalar<T>(x, y, ClassOf<T>(y), &v);
+    const int s =
+        Ordinary(x, y) ? General<T>(x, y, T(1), &v) : PowScalar<T>(x, y, ClassOf<T>(y), &v);
     r[i] = v;
     if (s != 0) Reported<T>(s, i, a, b, r, name);
   }
@@ -325,7 +337,7 @@ void PowrArrays(int n, const T* a, const T* b, T* r, const char* name) {
   for (ptrdiff_t i = 0; i < n; ++i) {
     const T x = a[i], y = b[i];
     T v;
-    const int s = PowrScalar<T>(x, y, &v);
+    const int s = Ordinary(x, y) ? General<T>(x, y, T(1), &v) : PowrScalar<T>(x, y, &v);
     r[i] = v;
     if (s != 0) Reported<T>(s, i, a, b, r, name);
   }
@@ -346,7 +358,8 @@ void PowxArrays(int n, const T* a, T y, T* r, const char* name) {
   Frame<X87Target::kExtended, MxcsrWay::kByMode> frame;
   for (ptrdiff_t i = 0; i < n; ++i) {
     T v;
-    const int s = PowScalar<T>(a[i], y, cls, &v);
+    const T x = a[i];
+    const int s = Ordinary(x, y) ? General<T>(x, y, T(1), &v) : PowScalar<T>(x, y, cls, &v);
     r[i] = v;
     if (s != 0) {
       const T* b = reinterpret_cast<const T*>(reinterpret_cast<uintptr_t>(&y) - i * sizeof(T));
