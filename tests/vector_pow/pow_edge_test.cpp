@@ -272,3 +272,30 @@ TYPED_TEST(PowEdge, StatusWordKeepsTheError) {
 }
 
 }  // namespace
+
+namespace {
+
+// A callback that leaves the x87 unit at 24-bit precision must not lower the
+// accuracy of the elements computed after it.
+int32_t LowerPrecision(VtmErrorRecord*) {
+  uint16_t cw;
+  __asm__ volatile("fnstcw %0" : "=m"(cw));
+  cw = static_cast<uint16_t>(cw & ~0x0300u);  // precision control: 24 bits
+  __asm__ volatile("fldcw %0" : : "m"(cw));
+  return 1;
+}
+
+TEST(PowReport, CallbackCannotChangeTheArithmeticOfLaterElements) {
+  const double x[3] = {0.0, 3.0, 1.0000001}, y[3] = {-1.0, 0.1, 12345.678};
+  double clean[3], probed[3];
+  _vtmdPow(3, x, y, clean);
+  const uint32_t old_mode = _vtmSetMode(VTM_ERRMODE_CALLBACK);
+  const VtmErrorCallBack old_callback = _vtmSetErrorCallBack(LowerPrecision);
+  _vtmdPow(3, x, y, probed);
+  _vtmSetErrorCallBack(old_callback);
+  _vtmSetMode(old_mode);
+  EXPECT_EQ(probed[1], clean[1]);
+  EXPECT_EQ(probed[2], clean[2]);
+}
+
+}  // namespace
