@@ -178,6 +178,12 @@ uint32_t CostBits(const std::string& row, int slot) {
   if (row == "C3") return c3[slot];
   if (row == "C111") return c111[slot];
   if (row == "C111_THREE") return three[slot];
+  const uint32_t spow[3] = {NEX_VTM_COST_C_SPOW}, spowr[3] = {NEX_VTM_COST_C_SPOWR};
+  const uint32_t dpow[3] = {NEX_VTM_COST_C_DPOW}, dpowr[3] = {NEX_VTM_COST_C_DPOWR};
+  if (row == "C_SPOW") return spow[slot];
+  if (row == "C_SPOWR") return spowr[slot];
+  if (row == "C_DPOW") return dpow[slot];
+  if (row == "C_DPOWR") return dpowr[slot];
   return 0;
 }
 
