@@ -39,7 +39,7 @@
 #include "vector_real/exp_data.hpp"
 #include "vector_real/frame.hpp"
 #include "vector_real/log_data.hpp"
-#include "vector_real/x87_log.hpp"
+#include "vector_real/x87.hpp"
 
 namespace nex::vtm {
 namespace {
