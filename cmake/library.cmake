@@ -6,7 +6,7 @@ file(GLOB_RECURSE NEX_KERNEL_SOURCES CONFIGURE_DEPENDS
      ${PROJECT_SOURCE_DIR}/src/*.cpp ${PROJECT_SOURCE_DIR}/src/*.S)
 
 # The Gaussian entries call vector kernels built in other parts of the tree.
-option(NEX_WITH_GAUSSIAN "Build the Gaussian distribution entries" OFF)
+option(NEX_WITH_GAUSSIAN "Build the Gaussian distribution entries" ON)
 if(NEX_WITH_GAUSSIAN)
   add_compile_definitions(NEX_WITH_GAUSSIAN=1)
 endif()
