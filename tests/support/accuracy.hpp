@@ -123,6 +123,24 @@ struct Report {
   std::string first_special;  // description of the first special mismatch
   std::string first_status;   // description of the first status mismatch
 
+  // Adds the counts of another report (e.g. of the next chunk of arguments)
+  // and keeps the larger maximum with its place.
+  void Merge(const Report& other) {
+    if (other.max_ulp > max_ulp) {
+      max_ulp = other.max_ulp;
+      worst_a = other.worst_a;
+      worst_b = other.worst_b;
+      worst_got = other.worst_got;
+      worst_want = other.worst_want;
+    }
+    count += other.count;
+    not_correctly_rounded += other.not_correctly_rounded;
+    special_mismatches += other.special_mismatches;
+    status_mismatches += other.status_mismatches;
+    if (first_special.empty()) first_special = other.first_special;
+    if (first_status.empty()) first_status = other.first_status;
+  }
+
   std::string Describe(const std::string& name) const {
     std::ostringstream s;
     s.precision(std::numeric_limits<T>::max_digits10);

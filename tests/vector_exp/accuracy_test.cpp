@@ -81,16 +81,7 @@ TEST(ExpAccuracyExhaustive, EverySingleArgument) {
     acc::ForEveryFloat(1 << 20, [&](const std::vector<float>& chunk) {
       const auto rep = acc::MeasureUnary<float>(f.kernel, f.reference, chunk, acc::CallbackProbe(),
                                                 nex::test::ExpectedFor(f));
-      if (rep.max_ulp > total.max_ulp) {
-        total.max_ulp = rep.max_ulp;
-        total.worst_a = rep.worst_a;
-        total.worst_got = rep.worst_got;
-        total.worst_want = rep.worst_want;
-      }
-      total.count += rep.count;
-      total.not_correctly_rounded += rep.not_correctly_rounded;
-      total.special_mismatches += rep.special_mismatches;
-      total.status_mismatches += rep.status_mismatches;
+      total.Merge(rep);
     });
     std::printf("%s\n", total.Describe(f.name).c_str());
     EXPECT_LE(total.max_ulp, 1.0) << total.Describe(f.name);
